@@ -7,6 +7,16 @@ if(ORVEX_DEVELOPER)
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 endif()
 
+# Hardening costs little and keeps a mistake from becoming a way in. Fortified calls need an
+# optimising build, and the sanitizers replace them.
+if(ORVEX_HARDEN AND NOT ORVEX_SANITIZE)
+  target_compile_options(orvex_flags INTERFACE -fstack-protector-strong)
+  target_compile_options(orvex_flags INTERFACE
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+  target_link_options(orvex_flags INTERFACE
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+endif()
+
 if(ORVEX_SANITIZE)
   target_compile_options(orvex_flags INTERFACE
     -fsanitize=${ORVEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
