@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#ifndef ORVEX_ORVEX_H
+#define ORVEX_ORVEX_H
+
+// clang-format off: in the order in which the rooms lean on each other
+#include <ORVEX/Err.h>
+
+#include <ORVEX/Allocator.h>
+#include <ORVEX/Array.h>
+#include <ORVEX/AutoPointer.h>
+#include <ORVEX/List.h>
+#include <ORVEX/Vector.h>
+
+#include <ORVEX/Buffer.h>
+// clang-format on
+
+#endif
