@@ -95,8 +95,10 @@ public:
     Buffer(const BufferBase& src); ///< Deep copy; raises as ResizeNoCopy does.
     Buffer(const Buffer& src);     ///< Deep copy; raises as ResizeNoCopy does.
 
-    Buffer& operator=(const BufferBase& src); ///< Copy(src): deep; raises as ResizeNoCopy does.
-    Buffer& operator=(const Buffer& src);     ///< Copy(src): deep; raises as ResizeNoCopy does.
+    /// Copies the bytes into a block of this buffer's own, also where the range was borrowed or is
+    /// what a failed request left; raises as ResizeNoCopy does.
+    Buffer& operator=(const BufferBase& src);
+    Buffer& operator=(const Buffer& src); ///< The same for another buffer.
 
     /// As ResizeNoCopy.
     /// @return n
@@ -118,7 +120,8 @@ public:
     /// Makes the length `n`; the bytes have any value afterwards. The old block is released before
     /// a new one is asked for.
     /// @param n  bytes; 0 releases the block
-    /// @throws Err  ERR_MEMORY, data `n`; the buffer is then empty, without a block
+    /// @throws Err  ERR_MEMORY, data `n`; the buffer then owns nothing, and Begin() and End() still
+    /// denote the bytes that are gone: assign, resize to another length or destroy it, do not read
     void ResizeNoCopy(unsigned long n);
 
     /// Appends the source's bytes; raises as Resize does. The source may be this buffer.

@@ -99,15 +99,16 @@ Buffer::Buffer(const Buffer& src) : BufferBase() { Copy(src); }
 
 Buffer& Buffer::operator=(const BufferBase& src)
 {
+    if (this == &src)
+        return *this;
+    // Without a block the range is borrowed or gone; its bytes must not be written.
+    if (capacity == 0)
+        Replace(nullptr, 0);
     Copy(src);
     return *this;
 }
 
-Buffer& Buffer::operator=(const Buffer& src)
-{
-    Copy(src);
-    return *this;
-}
+Buffer& Buffer::operator=(const Buffer& src) { return *this = static_cast<const BufferBase&>(src); }
 
 unsigned long Buffer::TryResizeNoCopy(unsigned long n)
 {
@@ -157,9 +158,10 @@ void Buffer::ResizeNoCopy(unsigned long n)
     }
     // Released first: the device seldom has room for the old block beside the new one.
     Delete();
-    Replace(nullptr, 0); // no range must be left on the released block if the next step raises
-    if (n == 0)
+    if (n == 0) {
+        Replace(nullptr, 0);
         return;
+    }
     const unsigned long size = BlockSize(n);
     // The record shows the length itself here, where Resize shows the block's size.
     Replace(NewArray<unsigned char>(size, File, __LINE__, static_cast<int>(n)), n);
