@@ -12,6 +12,9 @@
 #include <ORVEX/Vector.h>
 
 #include <ORVEX/Buffer.h>
+
+#include <ORVEX/CRC.h>
+#include <ORVEX/Nmpi.h>
 // clang-format on
 
 #endif
