@@ -13,6 +13,11 @@
 
 #include <ORVEX/Buffer.h>
 
+#include <ORVEX/Bitmap.h>
+#include <ORVEX/Color.h>
+#include <ORVEX/Point.h>
+#include <ORVEX/Rect.h>
+
 #include <ORVEX/CRC.h>
 #include <ORVEX/Nmpi.h>
 // clang-format on
