@@ -121,7 +121,8 @@ public:
     /// a new one is asked for.
     /// @param n  bytes; 0 releases the block
     /// @throws Err  ERR_MEMORY, data `n`; the buffer then owns nothing, and Begin() and End() still
-    /// denote the bytes that are gone: assign, resize to another length or destroy it, do not read
+    /// denote the bytes that are gone. Assign to it, call Resize(0) or ResizeNoCopy with another
+    /// length, or destroy it; anything else, Resize to keep bytes included, would use them.
     void ResizeNoCopy(unsigned long n);
 
     /// Appends the source's bytes; raises as Resize does. The source may be this buffer.
