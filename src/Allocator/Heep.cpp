@@ -22,12 +22,28 @@ unsigned long RoundUp(unsigned long n)
     return n <= MaxCapacity ? (n + Granule - 1) / Granule * Granule : ULONG_MAX;
 }
 
+const unsigned long Word = sizeof(unsigned long);
+const unsigned long Stride = 4 * Word;
+
 // Any alignment will do; the compiler makes one load of it where the processor allows that.
 unsigned long LoadWord(const unsigned char* p)
 {
     unsigned long word;
-    std::memcpy(&word, p, sizeof word);
+    std::memcpy(&word, p, Word);
     return word;
+}
+
+bool WordDiffers(const unsigned char* a, const unsigned char* b)
+{
+    return LoadWord(a) != LoadWord(b);
+}
+
+// Four words with a single branch.
+bool StrideDiffers(const unsigned char* a, const unsigned char* b)
+{
+    return ((LoadWord(a) ^ LoadWord(b)) | (LoadWord(a + Word) ^ LoadWord(b + Word)) |
+            (LoadWord(a + 2 * Word) ^ LoadWord(b + 2 * Word)) |
+            (LoadWord(a + 3 * Word) ^ LoadWord(b + 3 * Word))) != 0;
 }
 
 } // namespace
@@ -78,14 +94,12 @@ void Heep::MemInit(unsigned char* dst, unsigned char value, unsigned long n)
 
 int Heep::MemComp(const unsigned char* a, const unsigned char* b, unsigned long n)
 {
-    // Equal words are skipped whole, from the top. Where two words differ, or less than a word
-    // is left, the bytes decide, so the machine's byte order does not matter.
-    while (n >= sizeof(unsigned long)) {
-        const unsigned long below = n - sizeof(unsigned long);
-        if (LoadWord(a + below) != LoadWord(b + below))
-            break;
-        n = below;
-    }
+    // What is equal is skipped in strides and words, from the top. Where two words differ, or less
+    // than a word is left, the bytes decide, so the machine's byte order does not matter.
+    while (n >= Stride && !StrideDiffers(a + n - Stride, b + n - Stride))
+        n -= Stride;
+    while (n >= Word && !WordDiffers(a + n - Word, b + n - Word))
+        n -= Word;
     while (n != 0) {
         --n;
         if (a[n] != b[n])
