@@ -203,7 +203,9 @@ TEST(Vector, CountsThatNoMemoryHoldsAreRefused)
     EXPECT_EQ(nullptr, vector.End());
     EXPECT_FALSE(vector.Owned());
     // Eight times this wraps to eight bytes.
-    ExpectRaises(InHeader, Err::ERR_MEMORY, 1, [&] { vector.TryResizeNoCopy(ULONG_MAX / 8 + 2); });
+    const unsigned long wrapping = ULONG_MAX / 8 + 2;
+    ExpectRaises(InHeader, Err::ERR_MEMORY, static_cast<int>(wrapping),
+                 [&] { vector.TryResizeNoCopy(wrapping); });
     EXPECT_EQ(1ul, vector.TryResizeNoCopy(1));
 }
 
