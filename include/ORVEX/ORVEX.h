@@ -11,7 +11,13 @@
 #include <ORVEX/List.h>
 #include <ORVEX/Vector.h>
 
+#include <ORVEX/Clock.h>
+#include <ORVEX/Mutex.h>
+#include <ORVEX/SleepWakeup.h>
+#include <ORVEX/Thread.h>
+
 #include <ORVEX/Buffer.h>
+#include <ORVEX/Stream.h>
 
 #include <ORVEX/Bitmap.h>
 #include <ORVEX/Color.h>
