@@ -26,6 +26,9 @@
 
 #include <ORVEX/CRC.h>
 #include <ORVEX/Nmpi.h>
+
+#include <ORVEX/Ping.h>
+#include <ORVEX/Png.h>
 // clang-format on
 
 #endif

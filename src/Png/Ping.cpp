@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include <ORVEX/Ping.h>
+
+#include <ORVEX/Png.h>
+
+namespace ORVEX {
+
+bool Ping::Load(const BufferBase& file)
+{
+    Clear();
+    if (file.Empty())
+        return false;
+    ZrRawPngDecoder decoder;
+    if (decoder.Decode(file) != 1)
+        return false;
+    ResizeNoCopy(Point(static_cast<std::int32_t>(decoder.outWidth),
+                       static_cast<std::int32_t>(decoder.outHeight)));
+    // R, G, B, A in the raster, A, R, G, B in the bitmap.
+    const unsigned char* from = decoder.rgba;
+    for (Color* to = Pixels().Begin(); to != Pixels().End(); ++to, from += 4)
+        *to = Color(from[0], from[1], from[2], from[3]);
+    return true;
+}
+
+} // namespace ORVEX
