@@ -1,0 +1,2 @@
+# SPDX-License-Identifier: MIT
+orvex_bench(CheckBench PEERS zlib zlib libdeflate libdeflate libtommath libtommath)
