@@ -5,7 +5,6 @@
 
 #include "../Allocator/NewArray.h"
 #include "BigEndian.h"
-#include "Bytes.h"
 
 #include <algorithm>
 #include <climits>
@@ -13,7 +12,6 @@
 using ORVEX::NewArray;
 using ORVEX::Vector;
 using ORVEX::Internal::BigEndian32;
-using ORVEX::Internal::Bytes;
 
 namespace {
 
@@ -38,6 +36,18 @@ unsigned long BytesLeft(const ORVEX::BufferBase& file, const unsigned char* posi
 {
     return static_cast<unsigned long>(file.End() - position);
 }
+
+// Releases an array of bytes at the end of its scope, however that ends.
+class Release {
+public:
+    explicit Release(unsigned char* bytes) : array(bytes) {}
+    ~Release() { delete[] array; }
+    Release(const Release&) = delete;
+    Release& operator=(const Release&) = delete;
+
+private:
+    unsigned char* array; // from `new[]`; may be null
+};
 
 // Reads 4 bytes at `position` and moves on behind them; at the end of the file when fewer are left.
 bool Read32(std::uint32_t& number, const ORVEX::BufferBase& file, const unsigned char*& position)
@@ -85,7 +95,7 @@ std::int32_t ZrGenericPngDecoder::Decode(const ORVEX::BufferBase& file)
     unsigned int type;
     unsigned int crc;
     while (ReadChunk(length, data, type, crc, file, position) == 1) {
-        const Bytes chunk(data);
+        const Release afterUse(data);
         if (type == IEND)
             break;
         switch (type) {

@@ -5,42 +5,40 @@
 #include <ORVEX/Png.h>
 
 namespace ORVEX {
-namespace Internal __attribute__((visibility("hidden")))
+namespace Internal {
+
+/// A tree of codes that is released at the end of its scope, however that ends.
+class [[gnu::visibility("hidden")]] HuffmanTree
 {
+public:
+    HuffmanTree() = default; ///< No tree.
+    ~HuffmanTree() { Clear(); }
+    HuffmanTree(const HuffmanTree&) = delete;
+    HuffmanTree& operator=(const HuffmanTree&) = delete;
 
-    /// A tree of codes that is released at the end of its scope, however that ends.
-    class HuffmanTree {
-    public:
-        HuffmanTree() = default; ///< No tree.
-        ~HuffmanTree() { Clear(); }
-        HuffmanTree(const HuffmanTree&) = delete;
-        HuffmanTree& operator=(const HuffmanTree&) = delete;
+    /// Builds the tree of `n` codes instead of the tree so far; as ZrPngUncompressor's.
+    void Make(unsigned int n, const unsigned int* lengths, const unsigned int* codes);
 
-        /// Builds the tree of `n` codes instead of the tree so far; as ZrPngUncompressor's.
-        void Make(unsigned int n, const unsigned int* lengths, const unsigned int* codes);
+    void Clear(); ///< Releases the tree.
 
-        void Clear(); ///< Releases the tree.
+    ZrPngHuffmanTree* Root() const { return root; } ///< Null when there is no tree.
 
-        ZrPngHuffmanTree* Root() const { return root; } ///< Null when there is no tree.
+    /// Gives the tree to the caller.
+    ZrPngHuffmanTree* HandOver()
+    {
+        ZrPngHuffmanTree* const tree = root;
+        root = nullptr;
+        return tree;
+    }
 
-        /// Gives the tree to the caller.
-        ZrPngHuffmanTree* HandOver()
-        {
-            ZrPngHuffmanTree* const tree = root;
-            root = nullptr;
-            return tree;
-        }
+private:
+    ZrPngHuffmanTree* root = nullptr; // owned
+};
 
-    private:
-        ZrPngHuffmanTree* root = nullptr; // owned
-    };
+/// Releases a tree; null is a tree of nothing.
+[[gnu::visibility("hidden")]] void DeleteHuffmanTree(ZrPngHuffmanTree* root);
 
-    /// Releases a tree; null is a tree of nothing.
-    void DeleteHuffmanTree(ZrPngHuffmanTree * root);
-
-    inline bool IsLeaf(const ZrPngHuffmanTree* node) { return !node->zero && !node->one; }
-
-} // namespace )
+} // namespace Internal
 } // namespace ORVEX
 
 #endif

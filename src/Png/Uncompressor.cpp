@@ -3,21 +3,55 @@
 
 #include <ORVEX/Vector.h>
 
-#include "BitReader.h"
 #include "HuffmanTree.h"
 
 #include <algorithm>
 #include <cstddef>
 
 using ORVEX::Vector;
-using ORVEX::Internal::BitReader;
 using ORVEX::Internal::HuffmanTree;
-using ORVEX::Internal::IsLeaf;
 
 namespace {
 
 const unsigned int Codes = 322;      // entries of the arrays of lengths and codes
 const unsigned int FixedCodes = 288; // of them, in the fixed code
+
+// Takes bits out of bytes, each byte's lowest bit first (RFC 1951, 3.1.1). Every bit is
+// fetched from its byte; nothing is held back in between.
+struct BitReader {
+    const unsigned char* at;  // Byte of the next bit.
+    const unsigned char* end; // Behind the last byte; null when the caller vouches for them.
+    std::uint32_t mask;       // Value of the next bit in its byte; 0 reads as 0 for ever.
+
+    bool AtEnd() const { return at == end; }
+
+    // Takes the next bit. The input must not be at its end.
+    std::uint32_t Next()
+    {
+        const std::uint32_t bit = (*at & mask) != 0;
+        mask <<= 1;
+        if (mask > 255) {
+            mask = 1;
+            ++at;
+        }
+        return bit;
+    }
+
+    // Takes a number of `count` bits, the first of which is the least significant one.
+    // @return whether the input held them all
+    bool Take(std::uint32_t count, std::uint32_t& number)
+    {
+        number = 0;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            if (AtEnd())
+                return false;
+            number |= Next() << i;
+        }
+        return true;
+    }
+};
+
+bool IsLeaf(const ZrPngHuffmanTree* node) { return !node->zero && !node->one; }
 
 // Walks from `root` to the leaf that the next bits lead to; null when they lead nowhere or end.
 const ZrPngHuffmanTree* Walk(BitReader& bits, const ZrPngHuffmanTree* root)
