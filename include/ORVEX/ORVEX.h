@@ -19,6 +19,9 @@
 #include <ORVEX/Buffer.h>
 #include <ORVEX/Stream.h>
 
+#include <ORVEX/Char.h>
+#include <ORVEX/String.h>
+
 #include <ORVEX/Bitmap.h>
 #include <ORVEX/Color.h>
 #include <ORVEX/Point.h>

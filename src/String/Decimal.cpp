@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include <ORVEX/String.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace ORVEX {
+
+namespace {
+
+const unsigned long Places = 20; // digits of 18446744073709551615
+
+const char Pairs[] = "00010203040506070809101112131415161718192021222324"
+                     "25262728293031323334353637383940414243444546474849"
+                     "50515253545556575859606162636465666768697071727374"
+                     "75767778798081828384858687888990919293949596979899";
+
+// Writes the two digits of `value` before `p` and returns where they start.
+char* WritePair(char* p, std::uint32_t value)
+{
+    p -= 2;
+    std::memcpy(p, Pairs + 2 * value, 2);
+    return p;
+}
+
+// Writes exactly nine digits of `value` before `p`.
+char* WriteNine(char* p, std::uint32_t value)
+{
+    for (int pair = 0; pair < 4; ++pair) {
+        p = WritePair(p, value % 100);
+        value /= 100;
+    }
+    *--p = static_cast<char>('0' + value);
+    return p;
+}
+
+// Writes the digits of `value` before `p` and returns where they start.
+char* WriteDigits(char* p, unsigned long long value)
+{
+    // Nine digits fit 32 bits: at most two divisions are of 64 bits, which are a call on the
+    // device, and all others are multiplications.
+    const std::uint32_t billion = 1000000000;
+    while (value > UINT32_MAX) {
+        p = WriteNine(p, static_cast<std::uint32_t>(value % billion));
+        value /= billion;
+    }
+    std::uint32_t rest = static_cast<std::uint32_t>(value);
+    while (rest >= 100) {
+        p = WritePair(p, rest % 100);
+        rest /= 100;
+    }
+    if (rest >= 10)
+        return WritePair(p, rest);
+    *--p = static_cast<char>('0' + rest);
+    return p;
+}
+
+} // namespace
+
+void String::SetDecimal(unsigned long long value, char sign, unsigned long width)
+{
+    Array<char, Places + 1> digits;
+    char* const nul = digits.End() - 1;
+    *nul = 0;
+    const char* const first = WriteDigits(nul, value);
+    const unsigned long count = static_cast<unsigned long>(nul - first);
+    const unsigned long zeros = width > count ? width - count : 0;
+    const unsigned long before = (sign != 0) + zeros;
+
+    Release();
+    // The block grows as it would byte by byte up to the digits, which follow all at once, so that
+    // it has the size which that gives. Nothing is in it yet that would have to be copied.
+    for (unsigned long n = 0; n != before;) {
+        const unsigned long room = blockSize != 0 ? Capacity() : baseSize;
+        n = std::min(before, std::max(n + 1, room));
+        Renew(n);
+    }
+    Renew(before + count + 1);
+    SetRange(before + count + 1);
+    char* to = begin;
+    if (sign != 0)
+        *to++ = sign;
+    std::memset(to, '0', zeros);
+    std::memcpy(to + zeros, first, count + 1);
+}
+
+void String::SetDecimal(long long value, bool plus, unsigned long width)
+{
+    if (value < 0)
+        SetDecimal(0 - static_cast<unsigned long long>(value), '-', width);
+    else
+        SetDecimal(static_cast<unsigned long long>(value), plus ? '+' : '\0', width);
+}
+
+String String::Decimal(unsigned long long value)
+{
+    String text(Parm);
+    text.SetDecimal(value, '\0', 0);
+    return text;
+}
+
+String String::Decimal(long long value)
+{
+    String text(Parm);
+    text.SetDecimal(value, false, 0);
+    return text;
+}
+
+String String::Decimal(unsigned long value)
+{
+    return Decimal(static_cast<unsigned long long>(value));
+}
+
+String String::Decimal(long value) { return Decimal(static_cast<long long>(value)); }
+
+String String::Decimal(unsigned int value)
+{
+    return Decimal(static_cast<unsigned long long>(value));
+}
+
+String String::Decimal(int value) { return Decimal(static_cast<long long>(value)); }
+
+String String::Decimal(unsigned short value)
+{
+    return Decimal(static_cast<unsigned long long>(value));
+}
+
+String String::Decimal(short value) { return Decimal(static_cast<long long>(value)); }
+
+String String::Decimal(unsigned char value)
+{
+    return Decimal(static_cast<unsigned long long>(value));
+}
+
+String String::Decimal(signed char value) { return Decimal(static_cast<long long>(value)); }
+
+} // namespace ORVEX
