@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 using ORVEX::Clock;
 using ORVEX::SleepWakeup;
@@ -271,6 +272,32 @@ TEST(SleepWakeup, NoInactiveIsLostAmongWakeups)
         sleeper.join();
         waker.join();
     }
+}
+
+// The sleeper clears the flag of the wake-up and looks whether it is active still, while the other
+// thread makes it inactive and looks at the flag: one of the two sees what the other did.
+TEST(SleepWakeup, NoInactiveIsLostRightBehindAWakeup)
+{
+    const std::size_t rounds = 100000;
+    std::vector<SleepWakeup> places(rounds);
+    std::atomic<std::size_t> done{0};
+    std::thread sleeper([&] {
+        for (SleepWakeup& place : places) {
+            while (place.Forever() == 1) {
+            }
+            ++done;
+        }
+    });
+    for (std::size_t round = 0; round < rounds; ++round) {
+        places[round].Wakeup();
+        for (std::atomic<std::size_t> spin{round % 256}; spin != 0; --spin) {
+        }
+        places[round].Inactive();
+        while (done == round)
+            std::this_thread::yield();
+    }
+    sleeper.join();
+    EXPECT_EQ(rounds, done);
 }
 
 TEST(SleepWakeup, NoWakeupIsLostAndEverythingBeforeItIsSeen)
