@@ -13,7 +13,7 @@ namespace {
 // What a 32-bit position can denote, and an array can hold.
 const std::uint64_t MaxBytes = std::min<std::uint64_t>(UINT32_MAX, PTRDIFF_MAX);
 
-// The formats that are taken, by colour type and bit depth; their value is the bits of a pixel.
+// The formats that are taken: a colour type and the bits of a sample.
 enum Format {
     NotTaken,
     Grey1,
@@ -28,26 +28,18 @@ enum Format {
 
 Format FormatOf(const ZrPngHeader& header)
 {
-    switch (header.colorType << 8 | header.bitDepth) {
-    case 0x001:
-        return Grey1;
-    case 0x008:
-        return Grey8;
-    case 0x208:
-        return Rgb8;
-    case 0x210:
-        return Rgb16;
-    case 0x304:
-        return Palette4;
-    case 0x308:
-        return Palette8;
-    case 0x408:
-        return GreyAlpha8;
-    case 0x608:
-        return Rgba8;
-    default:
-        return NotTaken;
-    }
+    static const struct {
+        unsigned char colorType;
+        unsigned char bitDepth;
+        Format format;
+    } Taken[] = {
+        {0, 1, Grey1},    {0, 8, Grey8},    {2, 8, Rgb8},       {2, 16, Rgb16},
+        {3, 4, Palette4}, {3, 8, Palette8}, {4, 8, GreyAlpha8}, {6, 8, Rgba8},
+    };
+    for (const auto& row : Taken)
+        if (header.colorType == row.colorType && header.bitDepth == row.bitDepth)
+            return row.format;
+    return NotTaken;
 }
 
 // Bits of a pixel.
