@@ -22,13 +22,16 @@
 #include <ORVEX/Char.h>
 #include <ORVEX/String.h>
 
+#include <ORVEX/CRC.h>
+#include <ORVEX/Nmpi.h>
+
+#include <ORVEX/File.h>
+#include <ORVEX/FileList.h>
+
 #include <ORVEX/Bitmap.h>
 #include <ORVEX/Color.h>
 #include <ORVEX/Point.h>
 #include <ORVEX/Rect.h>
-
-#include <ORVEX/CRC.h>
-#include <ORVEX/Nmpi.h>
 
 #include <ORVEX/Ping.h>
 #include <ORVEX/Png.h>
