@@ -28,6 +28,8 @@
 #include <ORVEX/File.h>
 #include <ORVEX/FileList.h>
 
+#include <ORVEX/Socket.h>
+
 #include <ORVEX/Bitmap.h>
 #include <ORVEX/Color.h>
 #include <ORVEX/Point.h>
