@@ -3,39 +3,32 @@
 #define ORVEX_THREAD_FLAGS_H
 
 namespace ORVEX {
-namespace Internal __attribute__((visibility("hidden")))
+namespace Internal {
+
+// For plain fields (bool, 32-bit integers) that two threads touch without a lock. Relaxed order is
+// the same single load or store that the bare field would be, but the compiler may neither split
+// nor invent accesses; it orders nothing else. Static, so that the library exports none of them.
+
+/// Reads the field.
+template <class T> static T LoadRelaxed(const T& field)
 {
+    return __atomic_load_n(&field, __ATOMIC_RELAXED);
+}
 
-    // For plain fields (bool, 32-bit integers) that two threads touch without a lock. Relaxed order
-    // is the same single load or store that the bare field would be, but the compiler may neither
-    // split nor invent accesses; it orders nothing else.
+/// Writes the field.
+template <class T> static void StoreRelaxed(T& field, T value)
+{
+    __atomic_store_n(&field, value, __ATOMIC_RELAXED);
+}
 
-    /// Reads the field.
-    template <class T> T LoadRelaxed(const T& field)
-    {
-        return __atomic_load_n(&field, __ATOMIC_RELAXED);
-    }
+/// Writes the field and returns what it held. Sequentially consistent: of two exchanges the later
+/// one sees everything that was written before the earlier one.
+template <class T> static T Exchange(T& field, T value)
+{
+    return __atomic_exchange_n(&field, value, __ATOMIC_SEQ_CST);
+}
 
-    /// Writes the field.
-    template <class T> void StoreRelaxed(T & field, T value)
-    {
-        __atomic_store_n(&field, value, __ATOMIC_RELAXED);
-    }
-
-    /// Adds to the field; no addition is lost between threads.
-    template <class T> void AddRelaxed(T & field, T value)
-    {
-        __atomic_fetch_add(&field, value, __ATOMIC_RELAXED);
-    }
-
-    /// Writes the field and returns what it held. Sequentially consistent: of two exchanges the
-    /// later one sees everything that was written before the earlier one.
-    template <class T> T Exchange(T & field, T value)
-    {
-        return __atomic_exchange_n(&field, value, __ATOMIC_SEQ_CST);
-    }
-
-} // namespace )
+} // namespace Internal
 } // namespace ORVEX
 
 #endif
