@@ -1,0 +1,10 @@
+# SPDX-License-Identifier: MIT
+orvex_bench(StreamBench)
+find_path(ORVEX_BOOST_INCLUDE_DIR boost/lockfree/spsc_queue.hpp)
+mark_as_advanced(ORVEX_BOOST_INCLUDE_DIR)
+if(ORVEX_BOOST_INCLUDE_DIR)
+  target_include_directories(StreamBench SYSTEM PRIVATE ${ORVEX_BOOST_INCLUDE_DIR})
+  target_compile_definitions(StreamBench PRIVATE BENCH_boost)
+else()
+  message(STATUS "StreamBench: Boost.Lockfree is not installed and is left out")
+endif()
