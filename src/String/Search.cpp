@@ -100,8 +100,8 @@ String::IteratorConst String::Find(Char c, IteratorConst from) const
     const std::uint32_t code = c.GetUTF32();
     for (const char* p = from.Address(); p < last;) {
         p = PassOtherAscii(p, last, code);
-        const char* const stop =
-            p + std::min(sizeof(unsigned long), static_cast<unsigned long>(last - p));
+        const char* const stop = p + std::min<unsigned long>(sizeof(unsigned long),
+                                                             static_cast<unsigned long>(last - p));
         while (p < stop) {
             const char* const start = p;
             if (TakeCharacter(p, last) == code)
