@@ -12,6 +12,7 @@ namespace {
 std::atomic<long> liveBlocks{0};
 std::atomic<long> allocations{0};
 std::atomic<int> fillByte{-1};
+std::atomic<std::size_t> largestBlock{0}; // 0: any size
 
 thread_local long untilFailure = 0; // 0: nothing is armed
 thread_local FailingNew::Mode failureMode = FailingNew::Once;
@@ -33,7 +34,9 @@ bool FailsNow()
 
 void* Allocate(std::size_t size)
 {
-    void* block = FailsNow() ? nullptr : std::malloc(size ? size : 1);
+    const std::size_t largest = largestBlock;
+    const bool refused = FailsNow() || (largest != 0 && size > largest);
+    void* block = refused ? nullptr : std::malloc(size ? size : 1);
     if (!block)
         return nullptr;
     const int byte = fillByte;
@@ -78,6 +81,8 @@ long LiveBlocks() { return liveBlocks; }
 long AllocationsSoFar() { return allocations; }
 
 void FillNewBlocksWith(int byte) { fillByte = byte; }
+
+void RefuseBlocksAbove(std::size_t bytes) { largestBlock = bytes; }
 
 void* operator new(std::size_t size) { return AllocateOrThrow(size); }
 void* operator new[](std::size_t size) { return AllocateOrThrow(size); }

@@ -2,6 +2,8 @@
 #ifndef ORVEX_TESTS_FAILINGNEW_H
 #define ORVEX_TESTS_FAILINGNEW_H
 
+#include <cstddef>
+
 /// Makes operator new of the calling thread throw std::bad_alloc while the object lives. Only
 /// in test binaries that are built with FAILING_NEW; those count allocations as well.
 class FailingNew {
@@ -26,5 +28,9 @@ long AllocationsSoFar();
 
 /// Sets the byte with which every new block is filled from now on; -1 leaves blocks as they come.
 void FillNewBlocksWith(int byte);
+
+/// Refuses every block of more than `bytes` bytes from now on, in all threads, as a device with
+/// little memory does; 0 refuses none.
+void RefuseBlocksAbove(std::size_t bytes);
 
 #endif
