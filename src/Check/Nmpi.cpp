@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Nmpi.h>
 
+#include "NmpiPieces.h"
+
 #include <algorithm>
 
 namespace ORVEX {
@@ -141,6 +143,54 @@ std::uint32_t AddLimbs(std::uint32_t* part, const std::uint32_t* number, unsigne
     return static_cast<std::uint32_t>(carry);
 }
 
+// a = a * b in place, over `aLength` + `bLength` limbs at `a`; both may be the same number.
+void MultiplyLimbs(std::uint32_t* a, unsigned long aLength, const std::uint32_t* b,
+                   unsigned long bLength)
+{
+    // From the most significant column down: column k needs the limbs up to k only, and stores
+    // into those from k up, so that the product can take the place of the factor.
+    for (unsigned long k = aLength + bLength - 1; k-- > 0;) {
+        const Column column =
+            a == b ? SquareColumn(a, aLength, k) : ProductColumn(a, aLength, b, bLength, k);
+        column.Store(a + k);
+    }
+}
+
+// Divides the `length` limbs at `number` by the `dLength` limbs at `d`, which are not greater: the
+// quotient fills `length` - `dLength` + 1 limbs, the remainder is left in the number.
+void DivideLimbs(std::uint32_t* number, unsigned long length, const std::uint32_t* d,
+                 unsigned long dLength, std::uint32_t* quotient)
+{
+    // The top 32 bits of the divisor are those from its highest 1 down; the partial remainder is
+    // shifted by as much.
+    unsigned shift = 0;
+    while ((d[dLength - 1] << shift >> 31) == 0)
+        ++shift;
+    const auto Top = [shift](std::uint32_t upper, std::uint32_t lower) {
+        return shift == 0 ? upper : upper << shift | lower >> (FullShift - shift);
+    };
+    const std::uint32_t dTop = Top(d[dLength - 1], dLength > 1 ? d[dLength - 2] : 0);
+
+    std::uint32_t above = 0; // the top limb of the partial remainder; the first one has none
+    for (unsigned long j = length - dLength + 1; j-- > 0;) {
+        std::uint32_t* const part = number + j;
+        const std::uint32_t upper = part[dLength - 1];
+        const std::uint32_t lower = dLength > 1 ? part[dLength - 2] : 0;
+        std::uint32_t digit = EstimateDigit(Top(above, upper), Top(upper, lower), dTop);
+
+        // Both tops are cut downwards and the divisor's has 32 bits, so the estimate is never too
+        // small and at most 2 too large; then the subtraction goes below 0 and comes back here.
+        std::uint32_t missing = SubtractMultiple(part, d, dLength, digit) - above;
+        for (; missing != 0; --digit)
+            missing -= AddLimbs(part, d, dLength);
+
+        quotient[j] = digit;
+        if (j + dLength < length)
+            part[dLength] = 0;
+        above = part[dLength - 1];
+    }
+}
+
 } // namespace
 
 NmpiBaseBuffer::NmpiBaseBuffer(std::uint32_t* limbs, unsigned long capacity)
@@ -254,61 +304,26 @@ void NmpiBaseNocheck::NocheckMul(const NmpiBaseNocheck& other)
         Clear();
     if (length == 0 || otherLength == 0)
         return;
-    // From the most significant column down: column k needs the limbs up to k only, and stores
-    // into those from k up, so that the product can take the place of the factor.
-    for (unsigned long k = length + otherLength - 1; k-- > 0;) {
-        const Column column = this == &other
-                                  ? SquareColumn(begin, length, k)
-                                  : ProductColumn(begin, length, other.begin, otherLength, k);
-        column.Store(begin + k);
-    }
+    if (Internal::FitPieces(length, otherLength))
+        Internal::MultiplyPieces(begin, length, other.begin, otherLength);
+    else
+        MultiplyLimbs(begin, length, other.begin, otherLength);
     NocheckRewind(begin + length + otherLength - 1);
 }
 
 void NmpiBaseNocheck::NocheckDiv(const NmpiBaseNocheck& divisor, NmpiBaseNocheck& quotient)
 {
     quotient.Clear();
-    const unsigned long length = divisor.Length();
-    if (length == 0 || Comp(divisor) < 0)
+    if (divisor.Length() == 0 || Comp(divisor) < 0)
         return;
-    const std::uint32_t* const d = divisor.begin;
-    const unsigned long digits = Length() - length + 1;
-
-    // The divisor's top 32 bits, from its highest 1 down.
-    unsigned shift = 0;
-    while ((d[length - 1] << shift >> 31) == 0)
-        ++shift;
-    const auto Top = [shift](std::uint32_t upper, std::uint32_t lower) {
-        return shift == 0 ? upper : upper << shift | lower >> (FullShift - shift);
-    };
-    const std::uint32_t dTop = Top(d[length - 1], length > 1 ? d[length - 2] : 0);
-
-    std::uint32_t digit = 0;
-    for (unsigned long j = digits; j-- > 0;) {
-        std::uint32_t* const part = begin + j; // the partial remainder
-        const bool first = j == digits - 1;
-        const std::uint32_t above = first ? 0 : part[length];
-        const std::uint32_t below = length > 1 ? part[length - 2] : 0;
-        const std::uint32_t previous = digit;
-        digit = EstimateDigit(Top(above, part[length - 1]), Top(part[length - 1], below), dTop);
-
-        // Both tops are cut downwards and the divisor's has 32 bits, so the estimate is never too
-        // small and at most 2 too large; then the subtraction goes below 0 and comes back here.
-        std::uint32_t missing = SubtractMultiple(part, d, length, digit) - above;
-        for (; missing != 0; --digit)
-            missing -= AddLimbs(part, d, length);
-
-        // What was the remainder's top limb has become 0 and takes the digit found before.
-        if (!first)
-            part[length] = previous;
-    }
-
-    std::uint32_t* const found = begin + length;
-    quotient.begin[0] = digit;
-    std::copy(found, found + (digits - 1), quotient.begin + 1);
+    const unsigned long length = Length(), divisorLength = divisor.Length();
+    const unsigned long digits = length - divisorLength + 1;
+    if (this != &divisor && Internal::FitPieces(digits, divisorLength))
+        Internal::DividePieces(begin, length, divisor.begin, divisorLength, quotient.begin);
+    else
+        DivideLimbs(begin, length, divisor.begin, divisorLength, quotient.begin);
     quotient.NocheckRewind(quotient.begin + (digits - 1));
-    std::fill(found, end, 0u);
-    end = found;
+    end = begin + divisorLength;
     NocheckRewind(begin);
 }
 

@@ -119,7 +119,9 @@ public:
                                              0x80000000, 0x7FFFFFFF, 0xFFFF0000, 0x0000FFFF,
                                              0x00010000, 0x80000001};
         Limbs limbs(length);
-        const unsigned style = random() % 4;
+        const unsigned long style = random() % 5;
+        if (style == 4)
+            return OfPieces(length);
         for (std::uint32_t& limb : limbs) {
             switch (style) {
             case 0:
@@ -146,6 +148,23 @@ public:
     std::uint32_t Random() { return static_cast<std::uint32_t>(random()); }
 
 private:
+    // `length` limbs made of pieces of 14 bits that stand on edges.
+    Limbs OfPieces(std::size_t length)
+    {
+        static const std::uint32_t hard[] = {0, 0x3FFF, 0x2000, 0x1FFF, 1};
+        Limbs limbs(length);
+        for (std::size_t bit = 0; bit < 32 * length; bit += 14) {
+            const std::uint32_t piece = random() % 6 == 0 ? Random() & 0x3FFF : hard[random() % 5];
+            const std::uint64_t shifted = std::uint64_t{piece} << bit % 32;
+            limbs[bit / 32] |= static_cast<std::uint32_t>(shifted);
+            if (bit / 32 + 1 < length)
+                limbs[bit / 32 + 1] |= static_cast<std::uint32_t>(shifted >> 32);
+        }
+        if (length != 0 && limbs.back() == 0)
+            limbs.back() = 1;
+        return limbs;
+    }
+
     std::mt19937 random;
 };
 
@@ -568,7 +587,7 @@ TEST(NmpiBaseNocheck, SquaresAreGmps)
 
 TEST(NmpiBaseNocheck, LongProductsOfOnesKeepEveryCarry)
 {
-    for (const std::size_t length : {127, 128, 129, 255, 256, 257, 600, 1500}) {
+    for (const std::size_t length : {127, 128, 129, 132, 133, 134, 255, 256, 257, 600}) {
         const Limbs ones(length, 0xFFFFFFFF);
         ASSERT_NO_FATAL_FAILURE(ExpectProduct(ones, ones));
         ASSERT_NO_FATAL_FAILURE(ExpectSquare(ones));
@@ -682,13 +701,39 @@ TEST(NmpiBaseNocheck, QuotientsByEveryTopLimbShiftAreGmps)
 {
     Numbers numbers(9);
     for (unsigned shift = 0; shift < 32; ++shift) {
-        for (std::size_t length = 1; length <= 4; ++length) {
-            for (int round = 0; round < 20; ++round) {
+        for (std::size_t length = 1; length <= 20; ++length) {
+            for (int round = 0; round < 10; ++round) {
                 Limbs divisor = numbers.Exactly(length);
                 divisor.back() = (numbers.Random() | 0x80000000) >> shift;
-                ASSERT_NO_FATAL_FAILURE(ExpectQuotient(numbers.Next(9), divisor));
+                ASSERT_NO_FATAL_FAILURE(ExpectQuotient(numbers.Next(2 * length + 7), divisor));
             }
         }
+    }
+}
+
+TEST(NmpiBaseNocheck, QuotientsOfEveryPairOfLengthsAreGmps)
+{
+    Numbers numbers(12);
+    for (std::size_t divisor = 1; divisor <= 30; ++divisor) {
+        for (std::size_t dividend = 0; dividend <= 60; ++dividend)
+            ASSERT_NO_FATAL_FAILURE(
+                ExpectQuotient(numbers.Exactly(dividend), numbers.Exactly(divisor)));
+    }
+}
+
+TEST(NmpiBaseNocheck, LongQuotientsAreGmps)
+{
+    Numbers numbers(13);
+    for (const std::size_t length : {127, 128, 129, 132, 133, 134, 135, 300}) {
+        for (const std::size_t more : {1, 4, 5, 6, 127, 131, 132, 133, 134, 300})
+            ASSERT_NO_FATAL_FAILURE(
+                ExpectQuotient(numbers.Exactly(length + more), numbers.Exactly(length)));
+        const Limbs ones(length, 0xFFFFFFFF);
+        Limbs most(2 * length, 0xFFFFFFFF);
+        ASSERT_NO_FATAL_FAILURE(ExpectQuotient(most, ones));
+        Limbs one(length, 0);
+        one.back() = 1;
+        ASSERT_NO_FATAL_FAILURE(ExpectQuotient(most, one));
     }
 }
 
