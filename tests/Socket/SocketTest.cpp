@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "OpenSocket.h"
+#include "SystemLimits.h"
 
 #include "Support/Descriptors.h"
 
@@ -117,6 +118,13 @@ TEST(SocketV4, OpenMakesTheKindOfItsType)
     EXPECT_EQ(SOCK_DGRAM, IntOption(socket, SO_TYPE));
     EXPECT_NE(0, IntOption(socket, SO_BROADCAST));
     EXPECT_EQ(0, fcntl(socket.fd, F_GETFL) & O_NONBLOCK);
+}
+
+TEST(SocketV4, OpenForMulticastsMakesADatagramSocket)
+{
+    if (!TakesMulticastInterface())
+        GTEST_SKIP() << "the system takes no IP_MULTICAST_IF";
+    OpenSocket socket;
     ASSERT_TRUE(socket.Open(SocketV4::TypeMulticast));
     EXPECT_EQ(SocketV4::TypeMulticast, socket.type);
     EXPECT_EQ(SOCK_DGRAM, IntOption(socket, SO_TYPE));
@@ -129,7 +137,7 @@ TEST(SocketV4, OpenClosesTheOldDescriptorFirst)
     const long before = OpenDescriptors();
     ASSERT_TRUE(socket.Open(SocketV4::TypeBroadcast));
     const int old = socket.fd;
-    ASSERT_TRUE(socket.Open(SocketV4::TypeMulticast));
+    ASSERT_TRUE(socket.Open(SocketV4::TypeTcp));
     EXPECT_EQ(old, socket.fd); // the lowest free number again
     EXPECT_EQ(before + 1, OpenDescriptors());
     socket.Close();
