@@ -26,8 +26,8 @@ public:
     /// the result is true.
     /// @return false when the file cannot be opened; the buffer is then untouched
     /// @throws Err  ERR_MEMORY, data the length, from src/Buffer/Buffer, when there is no memory
-    /// for it; so it also ends when the system cannot tell the length (a pipe, most directories and
-    /// many pseudo files; data is then -1) or the file is too long for a buffer (4 GiB)
+    /// for it. So it also ends with what has no length (a pipe, most directories, many pseudo
+    /// files) and with files that are too long for a buffer (4 GiB); nothing is read then.
     bool Load(const String& path);
 
     /// Writes all bytes to the file, which is created, or replaced when it exists. An empty buffer
