@@ -83,7 +83,7 @@ public:
     /// and from 0x80000000 on, which no sequence stands for.
     std::uint64_t GetUTF8() const;
 
-    std::uint32_t GetUTF32() const { return code; } ///< The code point.
+    constexpr std::uint32_t GetUTF32() const { return code; } ///< The code point.
 
 private:
     static constexpr std::uint32_t Tail(char b) { return static_cast<unsigned char>(b) & 0x3F; }
