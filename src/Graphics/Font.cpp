@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Font.h>
 
+#include "../String/Walk.h"
+
 #include <ft2build.h>
 
 #include FT_FREETYPE_H
@@ -12,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 namespace ORVEX {
 
@@ -79,23 +80,6 @@ FT_Error face_requester(FTC_FaceID, FT_Library library, FT_Pointer requestData, 
     return 0;
 }
 
-// Takes the next character off [position, end); a cut-off one has zeros for its missing bytes.
-std::uint32_t NextCharacter(const char*& position, const char* end)
-{
-    const unsigned long length =
-        std::max(1ul, static_cast<unsigned long>(Char::CheckUTF8(*position)));
-    const unsigned long left = static_cast<unsigned long>(end - position);
-    const char* const start = position;
-    if (length <= left) {
-        position += length;
-        return static_cast<std::uint32_t>(Char(start).GetUTF32());
-    }
-    char whole[8] = {}; // no lead byte announces more
-    std::memcpy(whole, start, left);
-    position = end;
-    return static_cast<std::uint32_t>(Char(whole).GetUTF32());
-}
-
 std::int32_t Limited(std::int64_t value)
 {
     return static_cast<std::int32_t>(
@@ -134,8 +118,8 @@ int FreeTypeGetTextExtentPoint(FTC_CMapCache cmapCache, FTC_FaceID faceId, int c
     const char* position = text.CStr();
     const char* const end = position + text.Length();
     while (position != end) {
-        const unsigned int index =
-            FTC_CMapCache_Lookup(cmapCache, faceId, cmapIndex, NextCharacter(position, end));
+        const unsigned int index = FTC_CMapCache_Lookup(cmapCache, faceId, cmapIndex,
+                                                        Internal::TakeCharacter(position, end));
         if (index == 0)
             continue;
         width += Kerning(face, previous, index);
@@ -308,7 +292,7 @@ int Font::DrawText(const String& text, unsigned long emSize, Color color)
     const char* const end = position + text.Length();
     while (position != end) {
         const unsigned int index = FTC_CMapCache_Lookup(engine->cmapCache, OnlyFace, cmapIndex,
-                                                        NextCharacter(position, end));
+                                                        Internal::TakeCharacter(position, end));
         if (index == 0)
             continue;
         pen += Kerning(face, previous, index);
