@@ -32,6 +32,7 @@
 
 #include <ORVEX/Bitmap.h>
 #include <ORVEX/Color.h>
+#include <ORVEX/Font.h>
 #include <ORVEX/Point.h>
 #include <ORVEX/Rect.h>
 
