@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <random>
 #include <type_traits>
 #include <vector>
@@ -587,7 +588,8 @@ TEST(NmpiBaseNocheck, SquaresAreGmps)
 
 TEST(NmpiBaseNocheck, LongProductsOfOnesKeepEveryCarry)
 {
-    for (const std::size_t length : {127, 128, 129, 132, 133, 134, 255, 256, 257, 600}) {
+    for (const std::size_t length :
+         std::initializer_list<std::size_t>{127, 128, 129, 132, 133, 134, 255, 256, 257, 600}) {
         const Limbs ones(length, 0xFFFFFFFF);
         ASSERT_NO_FATAL_FAILURE(ExpectProduct(ones, ones));
         ASSERT_NO_FATAL_FAILURE(ExpectSquare(ones));
@@ -724,8 +726,10 @@ TEST(NmpiBaseNocheck, QuotientsOfEveryPairOfLengthsAreGmps)
 TEST(NmpiBaseNocheck, LongQuotientsAreGmps)
 {
     Numbers numbers(13);
-    for (const std::size_t length : {127, 128, 129, 132, 133, 134, 135, 300}) {
-        for (const std::size_t more : {1, 4, 5, 6, 127, 131, 132, 133, 134, 300})
+    for (const std::size_t length :
+         std::initializer_list<std::size_t>{127, 128, 129, 132, 133, 134, 135, 300}) {
+        for (const std::size_t more :
+             std::initializer_list<std::size_t>{1, 4, 5, 6, 127, 131, 132, 133, 134, 300})
             ASSERT_NO_FATAL_FAILURE(
                 ExpectQuotient(numbers.Exactly(length + more), numbers.Exactly(length)));
         const Limbs ones(length, 0xFFFFFFFF);
@@ -795,11 +799,11 @@ TEST(NmpiBaseNocheck, PowersAreGmps)
 TEST(NmpiBaseNocheck, PowersOfKeySizeAreGmps)
 {
     Numbers numbers(11);
-    for (const std::size_t length : {16, 24, 32})
+    for (const std::size_t length : std::initializer_list<std::size_t>{16, 24, 32})
         ASSERT_NO_FATAL_FAILURE(
             ExpectPower(numbers.Exactly(length), numbers.Exactly(length), numbers.Exactly(length)));
     // The usual public exponent.
-    for (const std::size_t length : {32, 64, 128})
+    for (const std::size_t length : std::initializer_list<std::size_t>{32, 64, 128})
         ASSERT_NO_FATAL_FAILURE(
             ExpectPower(numbers.Exactly(length), {0x10001}, numbers.Exactly(length)));
 }
