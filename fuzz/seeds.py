@@ -109,6 +109,23 @@ def inflate():
           zlib=b"\xc0\x17" + text, zlibfixed=b"\xc0\xd0" + text, zlibrle=b"\xff\x8b" + letters)
 
 
+def strings():
+    # The first byte says which room: 0 characters, 2 lines, 3 search, 6 numbers, 7 addresses.
+    # Pieces of a text: below 160 bytes that follow, from 96 on repeated; from 160 on a code point.
+    mixed = "z\u00e9\u20ac\U0001f600".encode() + b"\xf4\x90\x80\x80\xfd\xbf\xbf\xbf\xbf\xbf"
+    write("StringFuzz",
+          characters=b"\0\2" + bytes([len(mixed) - 1]) + mixed + b"\x81\xc3\xa9\x60",
+          long=b"\1\1\xa0\0\0\x20\xac\xc8" + bytes(range(60)),
+          cut=b"\0\1\2a\xe2\x82",
+          stray=b"\0\2\3\x80\xbfab\0\xff",
+          lines=b"\2\1\x0ba\r\nb\n\nc\0de\n",
+          search=b"\3\2\x70abcabdabcabcabd\x08\1x\x06\x03\x41\7\3abc",
+          searchlong=b"\4\2\xa0\0\0\0\xe9\xff\xa0\0\0\0\x7a\x30\2\1\7\5\3\1",
+          numbers=b"\6\0\1\xf6\0\xff\xff\xff\xff\xff\xff\xff\xff\0\1+\0\x14",
+          address=b"\x07192.168.0.1", noaddress=b"\x0701.2.3.4", path=b"\x07/usr/lib/")
+    programs("StringOpsFuzz", 10)
+
+
 def main():
     for harness in ("AllocatorOpsFuzz", "BufferOpsFuzz", "StreamOpsFuzz", "VectorListOpsFuzz",
                     "BitmapOpsFuzz"):
@@ -121,6 +138,7 @@ def main():
           digits=b"\0\0" + b"123456789",
           pieces=b"\5\3\0\7\0\x40\1\1" + bytes(range(256)) * 3,
           long=b"\1\0" + random.Random(2).randbytes(1500))
+    strings()
     inflate()
     pngs()
 
