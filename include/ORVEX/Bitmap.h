@@ -80,6 +80,7 @@ public:
     /// Column i stands for the columns from width * i / newSize.x on to width * (i + 1) /
     /// newSize.x, whole numbers, the last one excluded, but for one column at least; so do rows.
     /// An empty `src` gives transparent black. `src` may be this bitmap.
+    /// @param src      the picture
     /// @param newSize  in pixels; below 1 in either direction it clears the bitmap
     /// @throws Err  ERR_MEMORY, data the number of pixels as ResizeNoCopy does, or, once this
     /// bitmap has its new size, the number of columns or rows plus 1

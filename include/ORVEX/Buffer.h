@@ -78,8 +78,8 @@ public:
     static const BufferBase Zero;
 
 protected:
-    unsigned char* begin = nullptr;
-    unsigned char* end = nullptr;
+    unsigned char* begin = nullptr; ///< First byte.
+    unsigned char* end = nullptr;   ///< One past the last byte.
 };
 
 /// Bytes of its own, in a heap block that grows and shrinks in units of 128 bytes.

@@ -26,12 +26,14 @@ public:
 
         NodeLink* Link() const { return link; } ///< The link; the back sentinel at the end.
 
-        Iterator& operator++() ///< To the next node.
+        /// To the next node.
+        Iterator& operator++()
         {
             link = link->next;
             return *this;
         }
-        Iterator& operator--() ///< To the previous node; from the end to the last.
+        /// To the previous node; from the end to the last.
+        Iterator& operator--()
         {
             link = link->prev;
             return *this;
@@ -79,8 +81,8 @@ public:
     Iterator End() { return Iterator(&back); }        ///< Behind the last node.
 
 protected:
-    NodeLink front;
-    NodeLink back;
+    NodeLink front; ///< Sentinel before the first node.
+    NodeLink back;  ///< Sentinel behind the last node.
 };
 
 /// A list of T that owns its nodes.
@@ -110,23 +112,27 @@ public:
 
         Node* GetNode() const { return static_cast<Node*>(this->Link()); } ///< Not at the end.
 
-        Iterator& operator++() ///< To the next node.
+        /// To the next node.
+        Iterator& operator++()
         {
             ListBase::Iterator::operator++();
             return *this;
         }
-        Iterator operator++(int) ///< To the next node; the result stays.
+        /// To the next node; the result stays.
+        Iterator operator++(int)
         {
             const Iterator old = *this;
             ++*this;
             return old;
         }
-        Iterator& operator--() ///< To the previous node; from the end to the last.
+        /// To the previous node; from the end to the last.
+        Iterator& operator--()
         {
             ListBase::Iterator::operator--();
             return *this;
         }
-        Iterator operator--(int) ///< To the previous node; the result stays.
+        /// To the previous node; the result stays.
+        Iterator operator--(int)
         {
             const Iterator old = *this;
             --*this;
@@ -147,23 +153,27 @@ public:
         /// The node; not at the end.
         const Node* GetNode() const { return static_cast<const Node*>(link); }
 
-        IteratorConst& operator++() ///< To the next node.
+        /// To the next node.
+        IteratorConst& operator++()
         {
             link = link->next;
             return *this;
         }
-        IteratorConst operator++(int) ///< To the next node; the result stays.
+        /// To the next node; the result stays.
+        IteratorConst operator++(int)
         {
             const IteratorConst old = *this;
             ++*this;
             return old;
         }
-        IteratorConst& operator--() ///< To the previous node; from the end to the last.
+        /// To the previous node; from the end to the last.
+        IteratorConst& operator--()
         {
             link = link->prev;
             return *this;
         }
-        IteratorConst operator--(int) ///< To the previous node; the result stays.
+        /// To the previous node; the result stays.
+        IteratorConst operator--(int)
         {
             const IteratorConst old = *this;
             --*this;

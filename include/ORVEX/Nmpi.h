@@ -104,6 +104,8 @@ public:
     /// first), `quotient` what NocheckDiv by the modulus says of both. A modulus of 0 reduces
     /// nothing, so that the arrays have to hold the whole power. The time taken depends on the
     /// exponent's bits; do not use it where someone who must not know them can measure it.
+    /// @param exponent  to raise to; stays as it is
+    /// @param modulus   to reduce by; stays as it is
     /// @param power     work store: the squares of the base
     /// @param quotient  work store: the quotients of the reductions
     void NocheckModExp(const NmpiBaseNocheck& exponent, const NmpiBaseNocheck& modulus,

@@ -97,9 +97,9 @@ public:
     static unsigned long GetMyAddres();
 
 protected:
-    std::int32_t fd = -1;   // owned descriptor
-    Type type = TypeTcp;    // of the last Open that got a socket
-    std::uint16_t port = 0; // of the last Bind that got its port
+    std::int32_t fd = -1;   ///< Owned descriptor; -1 when closed.
+    Type type = TypeTcp;    ///< Of the last Open that got a socket.
+    std::uint16_t port = 0; ///< Of the last Bind that got its port.
 };
 
 } // namespace ORVEX

@@ -209,12 +209,15 @@ public:
 
     /// Makes this the number in decimal: the sign, then zeros up to the width, then the digits.
     /// When it raises, there is no block, and the text is empty.
+    /// @param value  the number
     /// @param sign   any character to stand in front, or 0 for none
     /// @param width  least number of digits, the sign not counted
     void SetDecimal(unsigned long long value, char sign, unsigned long width);
 
     /// The same for a signed number.
-    /// @param plus  whether a number that is not negative has the sign '+' instead of none
+    /// @param value  the number
+    /// @param plus   whether a number that is not negative has the sign '+' instead of none
+    /// @param width  least number of digits, the sign not counted
     void SetDecimal(long long value, bool plus, unsigned long width);
 
     static String Decimal(unsigned long long value); ///< The digits.

@@ -69,11 +69,11 @@ public:
     unsigned long BlockSize() const { return blockSize; } ///< Unit of capacities; 0: fixed.
 
 protected:
-    void SwapBlock(AllocatorBase& other); // trades block and size without asking
+    void SwapBlock(AllocatorBase& other); ///< Trades block and size without asking.
 
-    std::uint32_t size = 0; // in bytes
-    std::uint32_t baseSize;
-    std::uint32_t blockSize;
+    std::uint32_t size = 0;  ///< Bytes in use.
+    std::uint32_t baseSize;  ///< In bytes; see BaseSize.
+    std::uint32_t blockSize; ///< In bytes; see BlockSize.
 };
 
 /// An allocator with a typed view of the elements that are live in its block.
@@ -146,8 +146,8 @@ public:
     bool Empty() const { return begin == end; } ///< Whether no element is live.
 
 protected:
-    T* begin = nullptr; // inside the block; null when nothing is live
-    T* end = nullptr;
+    T* begin = nullptr; ///< Inside the block; null when nothing is live.
+    T* end = nullptr;   ///< One past the last live element.
 };
 
 } // namespace ORVEX

@@ -58,8 +58,8 @@ public:
     unsigned long Capacity() const { return capacity; } ///< Size of the block in bytes.
 
 protected:
-    unsigned char* data = nullptr; // owned while capacity is not 0
-    std::uint32_t capacity = 0;    // in bytes
+    unsigned char* data = nullptr; ///< Owned while capacity is not 0.
+    std::uint32_t capacity = 0;    ///< In bytes, a multiple of 8.
 };
 
 } // namespace ORVEX

@@ -40,14 +40,12 @@ public:
     bool Empty() const { return begin == end; } ///< Whether there is no element.
 
     T& operator[](unsigned long at) { return begin[at]; } ///< Element `at`; not checked.
-    const T& operator[](unsigned long at) const
-    {
-        return begin[at];
-    } ///< Element `at`; not checked.
+    /// Element `at`; not checked.
+    const T& operator[](unsigned long at) const { return begin[at]; }
 
 protected:
-    T* begin = nullptr;
-    T* end = nullptr;
+    T* begin = nullptr; ///< First element.
+    T* end = nullptr;   ///< One past the last element.
 };
 
 /// Room for N elements inside the object; how many of them count may change.
