@@ -30,6 +30,10 @@ bool FileBuffer::Load(const String& path)
     file.seekg(0, std::ios::end);
     const unsigned long length = LengthFromPosition(file.tellg());
     file.seekg(0, std::ios::beg);
+    // Without a block the range is lent, or what a refused request left of it: a file is read into
+    // neither.
+    if (Capacity() == 0)
+        Replace(nullptr, 0);
     ResizeNoCopy(length);
     // A short read is not looked for: whoever cares checks the contents anyway.
     file.read(reinterpret_cast<char*>(begin), static_cast<std::streamsize>(length));

@@ -160,6 +160,10 @@ bool SocketV4::SendTo(const BufferBase& data, unsigned long address, unsigned sh
 
 bool SocketV4::ReceiveFrom(Buffer& data, unsigned long& address, unsigned short& portNumber)
 {
+    // Without a block the range is lent, or what a refused request left of it: a datagram is
+    // received into neither.
+    if (data.Capacity() == 0)
+        data.Replace(nullptr, 0);
     data.ResizeNoCopy(ReceiveLimit);
     sockaddr_in from = {};
     socklen_t fromLength = sizeof from;

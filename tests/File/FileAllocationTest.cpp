@@ -171,3 +171,35 @@ TEST(FileList, AddLastSeparatorRaisesAsTheStringDoes)
     EXPECT_EQ(Err::ERR_MEMORY, err.code);
     EXPECT_EQ(std::string(63, 'p'), path.CStr());
 }
+
+TEST(FileBuffer, LoadAfterARefusedOneTakesABlockOfItsOwn)
+{
+    TempDir dir;
+    std::ofstream(dir.File("file")) << std::string(1000, 'x');
+    FileBuffer buffer;
+    buffer.Resize(1000);
+    Raised([&] {
+        FailingNew failing;
+        buffer.ResizeNoCopy(5000);
+    });
+    // The range still has the file's length, but its bytes are gone.
+    ASSERT_EQ(1000ul, buffer.Length());
+    ASSERT_EQ(0ul, buffer.Capacity());
+    EXPECT_TRUE(buffer.Load(Text(dir.File("file"))));
+    EXPECT_EQ(1024ul, buffer.Capacity());
+    EXPECT_EQ('x', buffer[0]);
+    EXPECT_EQ('x', buffer[999]);
+}
+
+TEST(FileBuffer, LoadWritesNothingIntoALentRange)
+{
+    TempDir dir;
+    std::ofstream(dir.File("file")) << "abc";
+    unsigned char lent[3] = {1, 2, 3};
+    FileBuffer buffer;
+    buffer.Replace(lent, 3);
+    EXPECT_TRUE(buffer.Load(Text(dir.File("file"))));
+    EXPECT_EQ(1, lent[0]);
+    EXPECT_EQ('a', buffer[0]);
+    EXPECT_EQ(128ul, buffer.Capacity());
+}

@@ -93,6 +93,25 @@ TEST(SocketV4, FailedShrinkKeepsTheDatagram)
     EXPECT_EQ('x', data[0]);
 }
 
+TEST(SocketV4, ReceiveAfterARefusedRequestTakesABlockOfItsOwn)
+{
+    Self socket;
+    if (!socket.SendOne())
+        GTEST_SKIP() << "127.0.0.1 cannot be reached here";
+    Buffer data;
+    data.Resize(1500);
+    Raised([&] {
+        FailingNew failing;
+        data.ResizeNoCopy(4000);
+    });
+    ASSERT_EQ(1500ul, data.Length()); // bytes that are gone
+    unsigned long address = 0;
+    unsigned short port = 0;
+    EXPECT_TRUE(socket.ReceiveFrom(data, address, port));
+    EXPECT_EQ(1ul, data.Length());
+    EXPECT_EQ('x', data[0]);
+}
+
 TEST(SocketV4, NothingButTheBufferTakesMemory)
 {
     SocketV4 socket;
