@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Bitmap.h>
 
+#include "OverlapRow.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <utility>
@@ -88,8 +90,7 @@ void Bitmap::Overlap(const Bitmap& src, const Point& pos, const Rect& rect)
         Color* const to = pixels.Begin() + ((rows.to + row) * size.x + columns.to);
         const Color* const from =
             src.pixels.Begin() + ((rows.from + row) * src.size.x + columns.from);
-        for (std::int64_t column = 0; column < columns.count; ++column)
-            to[column].Overlap(from[column]);
+        Internal::OverlapRow(to, from, static_cast<unsigned long>(columns.count));
     }
 }
 
