@@ -126,6 +126,43 @@ def strings():
     programs("StringOpsFuzz", 10)
 
 
+def fonts():
+    bdf = b"""STARTFONT 2.1
+FONT -a-b-medium-r-normal--8-80-72-72-c-80-iso10646-1
+SIZE 8 72 72
+FONTBOUNDINGBOX 8 8 0 -2
+STARTPROPERTIES 5
+PIXEL_SIZE 8
+FONT_ASCENT 6
+FONT_DESCENT 2
+CHARSET_REGISTRY "ISO10646"
+CHARSET_ENCODING "1"
+ENDPROPERTIES
+CHARS 1
+STARTCHAR A
+ENCODING 65
+SWIDTH 500 0
+DWIDTH 6 0
+BBX 5 6 0 0
+BITMAP
+20
+50
+88
+F8
+88
+88
+ENDCHAR
+ENDFONT
+"""
+    # The first byte: below 128 1 mono, 2 a bitmap font, 4 two sizes in turn; 128 a damaged font,
+    # 192 a font file at the end. Then size, colour, and from 128 on the text's length.
+    seeds = {f"line-{flags}": bytes([flags]) + random.Random(flags).randbytes(260)
+             for flags in (0, 1, 2, 3, 4)}
+    seeds.update({f"damaged-{flags}": bytes([flags]) + random.Random(flags).randbytes(300)
+                  for flags in (129, 131, 161)})
+    write("FontFuzz", file=b"\xc1\x08\0\0\0\xff\x03\0\0A" + bdf, **seeds)
+
+
 def main():
     for harness in ("AllocatorOpsFuzz", "BufferOpsFuzz", "StreamOpsFuzz", "VectorListOpsFuzz",
                     "BitmapOpsFuzz"):
@@ -139,6 +176,7 @@ def main():
           pieces=b"\5\3\0\7\0\x40\1\1" + bytes(range(256)) * 3,
           long=b"\1\0" + random.Random(2).randbytes(1500))
     strings()
+    fonts()
     inflate()
     pngs()
 
