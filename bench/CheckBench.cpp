@@ -31,56 +31,49 @@ Bytes Noise(std::size_t length, unsigned seed)
     return bytes;
 }
 
-void CountBytes(benchmark::State& state)
+template <class CRC, int Length> void Orvex(benchmark::State& state)
 {
-    state.SetBytesProcessed(state.iterations() * state.range(0));
-}
-
-template <class CRC> void Orvex(benchmark::State& state)
-{
-    Bytes bytes = Noise(static_cast<std::size_t>(state.range(0)), 1);
+    Bytes bytes = Noise(Length, 1);
     const ORVEX::BufferBase buffer(bytes.data(), bytes.size());
     for (auto _ : state) {
         CRC crc;
         crc.Update(buffer);
         benchmark::DoNotOptimize(crc.Get());
     }
-    CountBytes(state);
+    state.SetBytesProcessed(state.iterations() * Length);
 }
-BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC32)->Name("Crc32_1MiB/orvex")->Arg(1 << 20);
-BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC32)->Name("Crc32_64B/orvex")->Arg(64);
-BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC8)->Name("Crc8_1MiB/orvex")->Arg(1 << 20);
+BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC32, 1 << 20)->Name("Crc32_1MiB/orvex");
+BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC32, 64)->Name("Crc32_64B/orvex");
+BENCHMARK_TEMPLATE(Orvex, ORVEX::CRC8, 1 << 20)->Name("Crc8_1MiB/orvex");
 
 #ifdef BENCH_zlib
-void Zlib(benchmark::State& state)
+template <int Length> void Zlib(benchmark::State& state)
 {
-    const Bytes bytes = Noise(static_cast<std::size_t>(state.range(0)), 1);
+    const Bytes bytes = Noise(Length, 1);
     for (auto _ : state)
         benchmark::DoNotOptimize(crc32(0, bytes.data(), static_cast<uInt>(bytes.size())));
-    CountBytes(state);
+    state.SetBytesProcessed(state.iterations() * Length);
 }
-BENCHMARK(Zlib)->Name("Crc32_1MiB/zlib")->Arg(1 << 20);
-BENCHMARK(Zlib)->Name("Crc32_64B/zlib")->Arg(64);
+BENCHMARK_TEMPLATE(Zlib, 1 << 20)->Name("Crc32_1MiB/zlib");
+BENCHMARK_TEMPLATE(Zlib, 64)->Name("Crc32_64B/zlib");
 #endif
 
 #ifdef BENCH_libdeflate
-void Libdeflate(benchmark::State& state)
+template <int Length> void Libdeflate(benchmark::State& state)
 {
-    const Bytes bytes = Noise(static_cast<std::size_t>(state.range(0)), 1);
+    const Bytes bytes = Noise(Length, 1);
     for (auto _ : state)
         benchmark::DoNotOptimize(libdeflate_crc32(0, bytes.data(), bytes.size()));
-    CountBytes(state);
+    state.SetBytesProcessed(state.iterations() * Length);
 }
-BENCHMARK(Libdeflate)->Name("Crc32_1MiB/libdeflate")->Arg(1 << 20);
-BENCHMARK(Libdeflate)->Name("Crc32_64B/libdeflate")->Arg(64);
+BENCHMARK_TEMPLATE(Libdeflate, 1 << 20)->Name("Crc32_1MiB/libdeflate");
+BENCHMARK_TEMPLATE(Libdeflate, 64)->Name("Crc32_64B/libdeflate");
 #endif
 
 // A modulus of key size is odd and uses all its bits; the exponent is as long, as a private one is.
 struct Key {
-    explicit Key(benchmark::State& state)
-        : base(Noise(static_cast<std::size_t>(state.range(0) / 8), 2)),
-          exponent(Noise(static_cast<std::size_t>(state.range(0) / 8), 3)),
-          modulus(Noise(static_cast<std::size_t>(state.range(0) / 8), 4))
+    explicit Key(std::size_t bytes)
+        : base(Noise(bytes, 2)), exponent(Noise(bytes, 3)), modulus(Noise(bytes, 4))
     {
         modulus.front() |= 0x80;
         modulus.back() |= 1;
@@ -90,9 +83,9 @@ struct Key {
 
 ORVEX::BufferBase Range(Bytes& bytes) { return ORVEX::BufferBase(bytes.data(), bytes.size()); }
 
-void OrvexModExp(benchmark::State& state)
+template <int Bits> void OrvexModExp(benchmark::State& state)
 {
-    Key key(state);
+    Key key(Bits / 8);
     ORVEX::Nmpi<256> result, power;
     ORVEX::Nmpi<129> exponent, modulus, quotient;
     exponent.NocheckSetBuffer(Range(key.exponent));
@@ -103,13 +96,13 @@ void OrvexModExp(benchmark::State& state)
         benchmark::DoNotOptimize(*result.begin);
     }
 }
-BENCHMARK(OrvexModExp)->Name("ModExp_1024/orvex")->Arg(1024);
-BENCHMARK(OrvexModExp)->Name("ModExp_2048/orvex")->Arg(2048)->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(OrvexModExp, 1024)->Name("ModExp_1024/orvex");
+BENCHMARK_TEMPLATE(OrvexModExp, 2048)->Name("ModExp_2048/orvex")->Unit(benchmark::kMillisecond);
 
 #ifdef BENCH_libtommath
-void LibtommathModExp(benchmark::State& state)
+template <int Bits> void LibtommathModExp(benchmark::State& state)
 {
-    const Key key(state);
+    const Key key(Bits / 8);
     mp_int base, exponent, modulus, result;
     if (mp_init_multi(&base, &exponent, &modulus, &result, nullptr) != MP_OKAY) {
         state.SkipWithError("out of memory");
@@ -126,10 +119,9 @@ void LibtommathModExp(benchmark::State& state)
         state.SkipWithError("LibTomMath failed");
     mp_clear_multi(&base, &exponent, &modulus, &result, nullptr);
 }
-BENCHMARK(LibtommathModExp)->Name("ModExp_1024/libtommath")->Arg(1024);
-BENCHMARK(LibtommathModExp)
+BENCHMARK_TEMPLATE(LibtommathModExp, 1024)->Name("ModExp_1024/libtommath");
+BENCHMARK_TEMPLATE(LibtommathModExp, 2048)
     ->Name("ModExp_2048/libtommath")
-    ->Arg(2048)
     ->Unit(benchmark::kMillisecond);
 #endif
 
