@@ -324,8 +324,10 @@ std::int32_t ZrRawPngDecoder::PrepareOutput()
 
     // What was there is given up only when both are had. No old bytes of the heap show in an
     // image: the raster is zeroed.
-    unsigned char* const raster = new (std::nothrow) unsigned char[pixels * 4]();
-    unsigned char* const lines = new (std::nothrow) unsigned char[line * 2];
+    const std::size_t rasterBytes = static_cast<std::size_t>(pixels) * 4;
+    const std::size_t lineBytesTwice = static_cast<std::size_t>(line) * 2;
+    unsigned char* const raster = new (std::nothrow) unsigned char[rasterBytes]();
+    unsigned char* const lines = new (std::nothrow) unsigned char[lineBytesTwice];
     if (!raster || !lines) {
         delete[] raster;
         delete[] lines;
