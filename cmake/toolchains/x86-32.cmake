@@ -15,7 +15,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(orvex_m32 "-m32 -idirafter /usr/include/x86_64-linux-gnu")
 string(APPEND CMAKE_CXX_FLAGS_INIT " ${orvex_m32} -isystem ${orvex_sysroot}/usr/include/i386-linux-gnu")
 set(CMAKE_BUILD_RPATH ${orvex_sysroot}/usr/lib/i386-linux-gnu ${orvex_sysroot}/lib/i386-linux-gnu)
+# As DT_RPATH, which also serves what these libraries themselves need.
 foreach(kind IN ITEMS EXE SHARED MODULE)
   string(APPEND CMAKE_${kind}_LINKER_FLAGS_INIT
-    " -m32 -Wl,-rpath-link,${orvex_sysroot}/usr/lib/i386-linux-gnu:${orvex_sysroot}/lib/i386-linux-gnu")
+    " -m32 -Wl,--disable-new-dtags -Wl,-rpath-link,${orvex_sysroot}/usr/lib/i386-linux-gnu:${orvex_sysroot}/lib/i386-linux-gnu")
 endforeach()
