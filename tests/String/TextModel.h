@@ -40,7 +40,7 @@ inline std::uint32_t Decode(const std::string& text, std::size_t at)
 
 inline std::size_t Next(const std::string& text, std::size_t at)
 {
-    return std::min(text.size(), at + std::max(1ul, LeadLength(text[at])));
+    return std::min<std::size_t>(text.size(), at + std::max(1ul, LeadLength(text[at])));
 }
 
 inline unsigned long Size(const std::string& text)
