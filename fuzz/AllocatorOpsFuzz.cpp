@@ -113,7 +113,7 @@ void Alloc(Text& text, Model& model, unsigned long n, unsigned int refuse)
     Require(outcome.how == Outcome::Returned, "Alloc raises only when it is refused");
     model.capacity = model.Wanted(n);
     model.size = n;
-    std::memset(text.Data(), 0x5A, model.capacity);
+    std::memset(text.Data(), 0x5A, text.Capacity());
 }
 
 void Swap(Text& a, Text& b, Model& modelA, Model& modelB, bool typed)
@@ -206,7 +206,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 Require(text.ReAlloc(n) == model.ReAlloc(n), "ReAlloc follows the policy");
             model.live = std::min<std::uint64_t>(model.live, model.size);
             if (text.Data())
-                text.SetRange(model.live);
+                text.SetRange(static_cast<unsigned long>(model.live));
             break;
         }
         case 4:

@@ -40,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<std::uint8_t> bytes = feed.Rest();
 
     std::vector<std::uint8_t> moved(offset + bytes.size());
-    std::copy(bytes.begin(), bytes.end(), moved.begin() + offset);
+    std::copy(bytes.begin(), bytes.end(), moved.begin() + static_cast<long>(offset));
     CRC32 crc32InPieces;
     CRC8 crc8InPieces;
     unsigned char* at = moved.data() + offset;

@@ -228,7 +228,8 @@ void Power(const Limbs& base, const Limbs& e, const Limbs& m)
         mpz_set_ui(power.number, 1); // even if the modulus is 1
     const unsigned long room = 2 * m.size();
     Number x(base, room), y(e, 0), z(m, 0), w(Limbs(), room);
-    Number q(Limbs(), std::max({m.size() + 1, QuotientRoom(base, m), room - m.size() + 1}));
+    Number q(Limbs(),
+             std::max<unsigned long>({m.size() + 1, QuotientRoom(base, m), room - m.size() + 1}));
     x->NocheckModExp(*y, *z, *w, *q);
     x.Expect(power.ToLimbs(), "the power is right");
     y.Expect(e, "the exponent stays");
