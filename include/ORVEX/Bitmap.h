@@ -7,6 +7,8 @@
 #include <ORVEX/Rect.h>
 #include <ORVEX/Vector.h>
 
+#include <cstdint>
+
 namespace ORVEX {
 
 /// A picture in memory: its pixels row after row, the top row first, no padding in between.
@@ -107,8 +109,12 @@ public:
     const Vector<Color>& Pixels() const { return pixels; } ///< Pixel (x, y) is y * width + x.
 
 private:
-    bool HoldsItsSize() const;
-    unsigned long IndexOf(const Point& point) const;
+    /// The invariant; in 64 bits, where no product wraps.
+    bool HoldsItsSize() const
+    {
+        return !Empty() && static_cast<std::int64_t>(size.x) * size.y ==
+                               static_cast<std::int64_t>(pixels.Length());
+    }
 
     Vector<Color> pixels;
     Point size;

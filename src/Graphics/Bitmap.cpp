@@ -40,6 +40,19 @@ std::int32_t Clamp(std::int32_t value, std::int32_t size)
     return std::min(std::max(value, Point::TypeZero), size - 1);
 }
 
+Point Clamp(const Point& point, const Point& size)
+{
+    return Point(Clamp(point.x, size.x), Clamp(point.y, size.y));
+}
+
+/// Which element of the store of a bitmap of this size is nearest to `point`.
+unsigned long IndexOf(const Point& point, const Point& size)
+{
+    const Point inside = Clamp(point, size);
+    return static_cast<unsigned long>(inside.y) * static_cast<unsigned long>(size.x) +
+           static_cast<unsigned long>(inside.x);
+}
+
 } // namespace
 
 Bitmap::Bitmap(const Bitmap& src) : Bitmap() { *this = src; }
@@ -57,24 +70,21 @@ void Bitmap::Fill(const Color& color)
     std::fill(pixels.Begin(), pixels.End(), value);
 }
 
-Point Bitmap::NormalizationPoint(const Point& point) const
-{
-    return Point(Clamp(point.x, size.x), Clamp(point.y, size.y));
-}
+Point Bitmap::NormalizationPoint(const Point& point) const { return Clamp(point, size); }
 
 const Color& Bitmap::GetPixel(const Point& point) const
 {
     static const Color dummy;
     if (!HoldsItsSize())
         return dummy;
-    return pixels[IndexOf(point)];
+    return pixels[IndexOf(point, size)];
 }
 
 void Bitmap::SetPixel(const Point& point, Color color)
 {
     if (!HoldsItsSize())
         return;
-    pixels[IndexOf(point)] = color;
+    pixels[IndexOf(point, size)] = color;
 }
 
 void Bitmap::Overlap(const Bitmap& src, const Point& pos, const Rect& rect)
@@ -124,19 +134,6 @@ void Bitmap::SetAlphaMax(unsigned char a)
     const unsigned int most = a;
     for (Color* pixel = pixels.Begin(); pixel != pixels.End(); ++pixel)
         pixel->alpha = static_cast<unsigned char>(pixel->alpha * most / 255);
-}
-
-bool Bitmap::HoldsItsSize() const
-{
-    return !Empty() &&
-           static_cast<std::int64_t>(size.x) * size.y == static_cast<std::int64_t>(pixels.Length());
-}
-
-unsigned long Bitmap::IndexOf(const Point& point) const
-{
-    const Point inside = NormalizationPoint(point);
-    return static_cast<unsigned long>(inside.y) * static_cast<unsigned long>(size.x) +
-           static_cast<unsigned long>(inside.x);
 }
 
 } // namespace ORVEX
