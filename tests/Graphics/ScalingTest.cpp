@@ -248,6 +248,42 @@ TEST(BitmapScaling, MeansAreExactJustBelowAWholeNumber)
     }
 }
 
+TEST(BitmapScaling, EverySumOfASmallBlockIsDividedExactly)
+{
+    // 64 blocks beside each other, whose 4 channels have 256 sums one after the other.
+    const std::int32_t blocks = 64;
+    for (std::int32_t count = 2; count <= 128; ++count) {
+        Bitmap source;
+        source.ResizeNoCopy(Point(blocks * count, 1));
+        Bitmap means;
+        for (std::int32_t first = 0; first <= 255 * count; first += 4 * blocks) {
+            const auto sum = [&](std::int32_t block, std::int32_t channel) {
+                return std::min(first + 4 * block + channel, 255 * count);
+            };
+            Color* pixel = source.Pixels().Begin();
+            for (std::int32_t block = 0; block < blocks; ++block) {
+                for (std::int32_t i = 0; i < count; ++i) {
+                    // As many channels of 255 as go into the sum, one with the rest, then 0.
+                    const auto share = [&](std::int32_t channel) {
+                        const std::int32_t rest = sum(block, channel) - 255 * i;
+                        return static_cast<unsigned char>(std::min(std::max(rest, 0), 255));
+                    };
+                    *pixel++ = Color(share(0), share(1), share(2), share(3));
+                }
+            }
+            means.Scaling(source, Point(blocks, 1));
+            for (std::int32_t block = 0; block < blocks; ++block) {
+                const auto mean = [&](std::int32_t channel) {
+                    return static_cast<unsigned char>(sum(block, channel) / count);
+                };
+                ASSERT_EQ(Color(mean(0), mean(1), mean(2), mean(3)),
+                          means.GetPixel(Point(block, 0)))
+                    << count << " pixels, sums from " << sum(block, 0) << " on";
+            }
+        }
+    }
+}
+
 TEST(BitmapScaling, BoundsAreRightWhereTheProductPasses32Bits)
 {
     Random random(10);
