@@ -166,8 +166,8 @@ void Paint(Bitmap& picture)
         const auto next = [&seed] { return (seed = seed * 1664525 + 1013904223) >> 16; };
         const Point at(static_cast<std::int32_t>(next() % Width),
                        static_cast<std::int32_t>(next() % 190));
-        const unsigned char shine =
-            static_cast<unsigned char>((60 + next() % 150) * (200 - at.y) / 200);
+        const std::uint32_t height = static_cast<std::uint32_t>(200 - at.y);
+        const unsigned char shine = static_cast<unsigned char>((60 + next() % 150) * height / 200);
         Color star = picture.GetPixel(at);
         const unsigned char alpha = star.alpha;
         star.Overlap(Color(255, 250, 235, shine));
