@@ -17,6 +17,12 @@ struct FontEngine; // FreeType's side of a font; src/Graphics/Font.cpp alone kno
 /// Bitmap::Overlap lays that onto another picture. Owns a FreeType instance with its cache of
 /// glyph outlines and character maps from Open to Close; it is not copyable. One thread at a
 /// time; fonts share nothing, so two threads may use one each.
+///
+/// FreeType's memory comes from malloc by way of a memory object of the library's own (as
+/// FT_New_Library takes it), whose blocks start zeroed: otherwise the cache of FreeType 2.12 may
+/// keep nothing, and each line take many times as long. When memory runs out FreeType reports it,
+/// with one exception: FreeType 2.12 writes through a null pointer when there is none for its
+/// interpreter of TrueType hinting programs.
 class Font : public Bitmap {
 public:
     /// An empty bitmap, not opened.

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 namespace ORVEX {
 
@@ -36,9 +37,17 @@ namespace {
 // The cache manager knows one face only.
 const FTC_FaceID OnlyFace = reinterpret_cast<FTC_FaceID>(1);
 
+// Blocks start zeroed, because FTC_Manager_New of FreeType 2.12 leaves the weight of what its cache
+// holds as it finds it in its block. Old heap bytes there make the cache take itself for full, and
+// it drops every glyph as soon as the next one is loaded. The manager's record has some hundred
+// bytes; more of a large block is not worth the time.
 void* AllocateZeroed(FT_Memory, long size)
 {
-    return std::calloc(1, static_cast<std::size_t>(size));
+    const std::size_t bytes = static_cast<std::size_t>(size);
+    void* const block = std::malloc(bytes);
+    if (block)
+        std::memset(block, 0, std::min<std::size_t>(bytes, 4096));
+    return block;
 }
 
 void Release(FT_Memory, void* block) { std::free(block); }
@@ -48,10 +57,7 @@ void* Reallocate(FT_Memory, long, long size, void* block)
     return std::realloc(block, static_cast<std::size_t>(size));
 }
 
-// What FT_Init_FreeType does, on memory that comes zeroed: FTC_Manager_New of FreeType 2.12
-// leaves the weight of what its cache holds as its block happens to hold it. Old heap bytes there
-// make the cache take itself for full, and it drops every glyph as soon as the next one is
-// loaded. FT_Done_Library is the counterpart.
+// What FT_Init_FreeType does, on that memory. FT_Done_Library is the counterpart.
 FT_Error NewLibrary(FT_Library& library)
 {
     static FT_MemoryRec_ memory = {nullptr, AllocateZeroed, Release, Reallocate};
