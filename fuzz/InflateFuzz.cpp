@@ -68,7 +68,8 @@ std::vector<std::uint8_t> WriteDynamic(Feed& feed)
     for (std::uint32_t blocks = feed.Number(2); blocks > 0; --blocks)
         writer.Block(feed.Bytes(feed.Number(15)), false, blocks == 2);
     const unsigned int literals = 257 + feed.Number(31);
-    std::vector<unsigned int> lengths(literals + 1 + feed.Number(31), 0);
+    const unsigned int distances = 1 + feed.Number(31);
+    std::vector<unsigned int> lengths(literals + distances, 0);
     // A length, and how often; what is not named has no code.
     for (std::size_t at = 0; at < lengths.size();) {
         const std::uint8_t byte = feed.Byte();
@@ -77,7 +78,11 @@ std::vector<std::uint8_t> WriteDynamic(Feed& feed)
         for (unsigned int times = byte / 16 + 1; times > 0 && at < lengths.size(); --times)
             lengths[at++] = byte % 16;
     }
-    writer.DynamicHeader(true, lengths, literals);
+    // The last repeat may run past the lengths, and even past all that there can be.
+    const std::uint8_t more = feed.Byte();
+    if (more >= 200)
+        lengths.insert(lengths.end(), more - 199u, lengths.back());
+    writer.DynamicHeader(true, lengths, literals, distances);
     writer.Raw(feed.Rest());
     return writer.Stream();
 }
