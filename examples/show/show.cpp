@@ -147,10 +147,11 @@ void ConvertRow(const Bitmap& screen, int y, unsigned int bytesPerPixel, Buffer&
     unsigned char* to = row.Begin();
     for (int x = 0; x < screen.GetSize().x; ++x) {
         const Color& pixel = screen.GetPixel(Point(x, y));
-        const unsigned int value =
-            bytesPerPixel == 2
-                ? (pixel.red >> 3) << 11u | (pixel.green >> 2) << 5u | pixel.blue >> 3
-                : static_cast<unsigned int>(pixel.red << 16 | pixel.green << 8 | pixel.blue);
+        const unsigned int red = pixel.red;
+        const unsigned int green = pixel.green;
+        const unsigned int blue = pixel.blue;
+        const unsigned int value = bytesPerPixel == 2 ? red >> 3 << 11 | green >> 2 << 5 | blue >> 3
+                                                      : red << 16 | green << 8 | blue;
         for (unsigned int i = 0; i < bytesPerPixel; ++i)
             *to++ = static_cast<unsigned char>(value >> 8 * i);
     }
