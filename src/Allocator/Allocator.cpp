@@ -26,22 +26,6 @@ unsigned long AllocatorBase::ConvertBlockSize(unsigned long n) const
     return over == 0 ? n : AddOrMax(n, blockSize - over);
 }
 
-bool AllocatorBase::ReAllocCheck(unsigned long n) const
-{
-    if (blockSize == 0)
-        return n <= baseSize;
-    if (n > capacity)
-        return false;
-    if (n == capacity || baseSize >= capacity)
-        return true;
-    const std::uint64_t slack = std::uint64_t{blockSize} + blockSize / 2;
-    if (slack >= capacity || n > capacity - slack)
-        return true;
-    // One and a half blocks would lie idle. An emptied block is kept all the same; only a size
-    // that is still above the base size moves into a smaller one.
-    return n <= baseSize;
-}
-
 void AllocatorBase::Alloc(unsigned long n)
 {
     if (blockSize == 0 && n > baseSize)
@@ -50,17 +34,6 @@ void AllocatorBase::Alloc(unsigned long n)
     size = 0; // Free leaves it when the capacity is fixed, and the block may now be refused
     Heep::Alloc(n <= baseSize ? baseSize : ConvertBlockSize(AddOrMax(n, blockSize / 2)));
     size = static_cast<std::uint32_t>(n);
-}
-
-bool AllocatorBase::ReAlloc(unsigned long n)
-{
-    if (blockSize == 0)
-        return n <= baseSize; // The size stays as it is, on purpose.
-    // Unlike in Alloc, no half block is added before rounding.
-    if (!ReAllocCheck(n) && !Heep::ReAlloc(ConvertBlockSize(n)))
-        return false;
-    size = static_cast<std::uint32_t>(n);
-    return true;
 }
 
 void AllocatorBase::Free()

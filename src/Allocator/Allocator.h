@@ -42,7 +42,15 @@ public:
     /// A larger size than the block never does. A smaller one does until one and a half blocks
     /// would lie idle, and even then when it is at most the base size: a large block that is
     /// emptied is kept. With a fixed capacity, whether `n` is at most the base size.
-    bool ReAllocCheck(unsigned long n) const;
+    bool ReAllocCheck(unsigned long n) const
+    {
+        if (blockSize == 0)
+            return n <= baseSize;
+        if (n > capacity)
+            return false;
+        const unsigned long idle = capacity - n;
+        return n <= baseSize || idle < blockSize || idle - blockSize < blockSize / 2;
+    }
 
     /// Takes a fresh block for `n` bytes, not initialised, and sets the size to `n`. The old
     /// bytes are lost.
@@ -54,7 +62,16 @@ public:
     /// Makes the size `n` without touching the block, if the block may serve it. With a fixed
     /// capacity only the answer is given, and the size stays.
     /// @return false when the size needs a new block; nothing has changed then
-    bool ReAlloc(unsigned long n);
+    bool ReAlloc(unsigned long n)
+    {
+        if (blockSize == 0)
+            return n <= baseSize; // The size stays as it is, on purpose.
+        // Unlike in Alloc, no half block is added before rounding.
+        if (!ReAllocCheck(n) && !Heep::ReAlloc(ConvertBlockSize(n)))
+            return false;
+        size = static_cast<std::uint32_t>(n);
+        return true;
+    }
 
     /// Releases the block and sets the size to 0. With a fixed capacity it does nothing.
     void Free();
