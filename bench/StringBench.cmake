@@ -1,0 +1,2 @@
+# SPDX-License-Identifier: MIT
+orvex_bench(StringBench PEERS icu icu-uc)
