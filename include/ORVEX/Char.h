@@ -29,8 +29,10 @@ public:
         const unsigned int b = static_cast<unsigned char>(lead);
         if (b < 0x80)
             return 1;
+        if (b < 0xC0)
+            return 0;
         if (b < 0xE0)
-            return b < 0xC0 ? 0 : 2;
+            return 2;
         if (b < 0xF0)
             return 3;
         if (b < 0xF8)
@@ -54,14 +56,14 @@ public:
         const std::uint32_t lead = static_cast<unsigned char>(*p);
         if (lead < 0x80)
             code = lead;
-        else if (lead < 0xE0)
-            code = lead < 0xC0 ? 0 : (lead & 0x1F) << 6 | Tail(p[1]);
-        else if (lead < 0xF0)
+        else if (lead - 0xC0 < 0x20)
+            code = (lead & 0x1F) << 6 | Tail(p[1]);
+        else if (lead - 0xE0 < 0x10)
             code = (lead & 0x0F) << 12 | Tail(p[1]) << 6 | Tail(p[2]);
-        else if (lead < 0xF8)
+        else if (lead - 0xF0 < 0x08)
             code = (lead & 0x07) << 18 | Tail(p[1]) << 12 | Tail(p[2]) << 6 | Tail(p[3]);
         else
-            SetLong(p);
+            code = lead < 0xC0 ? 0 : DecodeLong(p);
     }
 
     /// Makes this the character of one or two UTF-16 units.
@@ -88,13 +90,7 @@ public:
 private:
     static constexpr std::uint32_t Tail(char b) { return static_cast<unsigned char>(b) & 0x3F; }
 
-    constexpr void SetLong(const char* p) // five bytes and more
-    {
-        const unsigned long length = CheckUTF8(*p);
-        code = static_cast<unsigned char>(*p) & 0x7Fu >> length;
-        for (unsigned long i = 1; i < length; ++i)
-            code = code << 6 | Tail(p[i]);
-    }
+    static std::uint32_t DecodeLong(const char* p); // what starts with a byte from F8 on
 
     std::uint32_t code = 0;
 };

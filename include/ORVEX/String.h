@@ -57,8 +57,19 @@ public:
         /// byte.
         IteratorConst& operator++()
         {
-            const unsigned long length = Char::CheckUTF8(*position);
-            position += length != 0 ? length : 1;
+            // The same questions in the same order as decoding asks them, so that a loop which does
+            // both asks them once.
+            const unsigned int lead = static_cast<unsigned char>(*position);
+            if (lead < 0x80)
+                position += 1;
+            else if (lead - 0xC0 < 0x20)
+                position += 2;
+            else if (lead - 0xE0 < 0x10)
+                position += 3;
+            else if (lead - 0xF0 < 0x08)
+                position += 4;
+            else
+                position += lead < 0xC0 ? 1 : Char::CheckUTF8(*position);
             return *this;
         }
 
@@ -238,16 +249,9 @@ public:
     static const char CharNull; ///< The character 0.
 
 private:
-    using Store = Allocator;
-
     explicit String(const Sizing& sizing); // no block yet
 
-    void Resize(unsigned long n);                         // bytes with the NUL; keeps the leading
-    void Assign(const char* first, unsigned long length); // the bytes may be the own ones
-    char* Extend(unsigned long length); // room in front of the NUL; returns where it begins
-    void Renew(unsigned long n);        // a store of this size, the bytes lost and none live
-    void Release();                     // no block, begin and end null
-    unsigned long Covered() const;      // bytes up to which Check gets
+    unsigned long Covered() const;                              // bytes up to which Check gets
     String Plus(const char* first, unsigned long length) const; // this text, then these bytes
 };
 

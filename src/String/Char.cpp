@@ -62,4 +62,13 @@ std::uint64_t Char::GetUTF8() const
     return bytes << 8 | (~(2 * room + 1) & 0xFF) | rest;
 }
 
+std::uint32_t Char::DecodeLong(const char* p)
+{
+    const unsigned long length = CheckUTF8(*p);
+    std::uint32_t value = static_cast<unsigned char>(*p) & 0x7Fu >> length;
+    for (unsigned long i = 1; i < length; ++i)
+        value = value << 6 | Tail(p[i]);
+    return value;
+}
+
 } // namespace ORVEX

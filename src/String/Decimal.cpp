@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/String.h>
 
+#include "Store.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -23,14 +25,20 @@ char* WritePair(char* p, std::uint32_t value)
     return p;
 }
 
-// Writes exactly nine digits of `value` before `p`.
+// Writes exactly four digits of `value` before `p`.
+char* WriteFour(char* p, std::uint32_t value)
+{
+    WritePair(p, value % 100);
+    return WritePair(p - 2, value / 100);
+}
+
+// Writes exactly nine digits of `value` before `p`: the two halves do not wait for each other.
 char* WriteNine(char* p, std::uint32_t value)
 {
-    for (int pair = 0; pair < 4; ++pair) {
-        p = WritePair(p, value % 100);
-        value /= 100;
-    }
-    *--p = static_cast<char>('0' + value);
+    const std::uint32_t upper = value / 10000;
+    WriteFour(p, value % 10000);
+    p = WriteFour(p - 4, upper % 10000);
+    *--p = static_cast<char>('0' + upper / 10000);
     return p;
 }
 
@@ -55,6 +63,21 @@ char* WriteDigits(char* p, unsigned long long value)
     return p;
 }
 
+// The text becomes the digits alone.
+void AssignDigits(Internal::Store& store, unsigned long long value)
+{
+    Array<char, Places> digits;
+    const char* const first = WriteDigits(digits.End(), value);
+    Internal::Assign(store, first, static_cast<unsigned long>(digits.End() - first));
+}
+
+// Room for `n` bytes in a store that has no text.
+void Renew(Internal::Store& store, unsigned long n)
+{
+    if (!store.Data() || !store.ReAlloc(n))
+        store.Alloc(n);
+}
+
 } // namespace
 
 void String::SetDecimal(unsigned long long value, char sign, unsigned long width)
@@ -67,15 +90,15 @@ void String::SetDecimal(unsigned long long value, char sign, unsigned long width
     const unsigned long zeros = width > count ? width - count : 0;
     const unsigned long before = (sign != 0) + zeros;
 
-    Release();
+    Internal::Release(*this);
     // The block grows as it would byte by byte up to the digits, which follow all at once, so that
     // it has the size which that gives. Nothing is in it yet that would have to be copied.
     for (unsigned long n = 0; n != before;) {
         const unsigned long room = blockSize != 0 ? Capacity() : baseSize;
         n = std::min(before, std::max(n + 1, room));
-        Renew(n);
+        Renew(*this, n);
     }
-    Renew(before + count + 1);
+    Renew(*this, before + count + 1);
     SetRange(before + count + 1);
     char* to = begin;
     if (sign != 0)
@@ -95,14 +118,17 @@ void String::SetDecimal(long long value, bool plus, unsigned long width)
 String String::Decimal(unsigned long long value)
 {
     String text(Parm);
-    text.SetDecimal(value, '\0', 0);
+    AssignDigits(text, value);
     return text;
 }
 
 String String::Decimal(long long value)
 {
     String text(Parm);
-    text.SetDecimal(value, false, 0);
+    if (value < 0)
+        text.SetDecimal(value, false, 0);
+    else
+        AssignDigits(text, static_cast<unsigned long long>(value));
     return text;
 }
 

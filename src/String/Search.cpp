@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/String.h>
 
+#include "Store.h"
 #include "Walk.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 
 namespace ORVEX {
 
+using Internal::Extend;
 using Internal::NextCharacter;
 using Internal::TakeCharacter;
 
@@ -121,20 +123,19 @@ String::IteratorConst String::Find(const String& text, IteratorConst from) const
     if (length == 0 || first > last)
         return last;
     const char* walked = first; // a stop of the walk
-    for (const char* p = first; static_cast<unsigned long>(last - p) >= length;) {
+    for (const char* p = first; static_cast<unsigned long>(last - p) >= length; ++p) {
         const unsigned long places = static_cast<unsigned long>(last - p) - length + 1;
         p = static_cast<const char*>(std::memchr(p, *text.begin, places));
         if (!p)
             break;
-        if (std::memcmp(p, text.begin, length) == 0) {
-            if (SurelyStopsAt(first, p))
-                return p;
-            while (walked < p)
-                walked = NextCharacter(walked, last);
-            if (walked == p)
-                return p;
-        }
-        p = std::max(p + 1, walked);
+        if (std::memcmp(p, text.begin, length) != 0)
+            continue;
+        if (SurelyStopsAt(first, p))
+            return p;
+        while (walked < p)
+            walked = NextCharacter(walked, last);
+        if (walked == p)
+            return p;
     }
     return last;
 }
@@ -171,7 +172,7 @@ void String::RemoveChar(Char c)
         const char* const stop = Find(c, p).Address();
         const unsigned long length = static_cast<unsigned long>(stop - p);
         if (length != 0)
-            std::memcpy(kept.Extend(length), p, length);
+            std::memcpy(Extend(kept, length), p, length);
         p = stop != last ? NextCharacter(stop, last) : last;
     }
     Swap(kept);

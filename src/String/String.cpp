@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/String.h>
 
+#include "Store.h"
 #include "Walk.h"
 
 #include <algorithm>
@@ -9,16 +10,15 @@
 
 namespace ORVEX {
 
+using Internal::Assign;
+using Internal::Extend;
 using Internal::NextCharacter;
+using Internal::Release;
+using Internal::Resize;
+using Internal::Sum;
 using Internal::TakeCharacter;
 
 namespace {
-
-// A sum that would wrap is the largest number instead, which the allocator refuses.
-unsigned long Sum(unsigned long a, unsigned long b)
-{
-    return b <= ULONG_MAX - a ? a + b : ULONG_MAX;
-}
 
 // The ranges must not overlap, and the pointers of an empty one may be null.
 void CopyBytes(char* to, const char* from, unsigned long n)
@@ -39,24 +39,40 @@ struct Encoded {
     unsigned long length = 0;
 };
 
-// Whether compilers turn loops over single bytes into instructions on many of them. Where they do
-// not, stepping from character to character is cheaper than looking at every byte.
+// PassWellFormed steps from `p` on over as many characters as can be told to be well formed many
+// bytes at a time, and adds their number to `count`. The walk gets to where it leaves `p`, which
+// may be where it was. What lies there is to be walked over for `Stretch` bytes before the next
+// try.
 #if (defined(__SSE2__) || defined(__ARM_NEON)) && !defined(__OPTIMIZE_SIZE__)
-const bool ManyBytesAtOnce = true;
-#else
-const bool ManyBytesAtOnce = false;
-#endif
 
-const unsigned long Block = 128 + 3;
+using Vector = unsigned char __attribute__((vector_size(16)));
 
-unsigned int Continues(unsigned char b) { return (b & 0xC0) == 0x80; }
+const unsigned long Block = 3 + 15 * sizeof(Vector); // at most 255 bytes of a kind can be counted
+const unsigned long Stretch = Block;
+
+Vector Load(const unsigned char* p)
+{
+    Vector bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    return bytes;
+}
+
+Vector Fill(unsigned char byte) { return Vector{} + byte; }
+
+// Both halves added up byte by byte; a byte overflows only when a sum of 16 bytes would.
+std::uint64_t Fold(Vector bytes)
+{
+    std::uint64_t halves[2];
+    std::memcpy(halves, &bytes, sizeof halves);
+    return halves[0] + halves[1];
+}
 
 bool IsAscii(const unsigned char* p)
 {
-    unsigned char any = 0;
-    for (unsigned long i = 0; i < Block; ++i)
-        any |= p[i];
-    return any < 0x80;
+    Vector any = Load(p) | Load(p + 3);
+    for (unsigned long i = 3 + sizeof(Vector); i < Block; i += sizeof(Vector))
+        any |= Load(p + i);
+    return Fold((any >> 7)) == 0;
 }
 
 // Of a block that starts with a character: whether exactly the bytes that lead bytes announce are
@@ -64,20 +80,26 @@ bool IsAscii(const unsigned char* p)
 // start in it.
 bool IsWellFormed(const unsigned char* p, unsigned long& count)
 {
-    unsigned int wrong = Continues(p[0]) | (Continues(p[1]) ^ (p[0] >= 0xC0)) |
-                         (Continues(p[2]) ^ ((p[1] >= 0xC0) | (p[0] >= 0xE0))) | (p[0] >= 0xF8) |
-                         (p[1] >= 0xF8) | (p[2] >= 0xF8);
-    unsigned char continuations = 0;
-    unsigned char differs = 0;
-    for (unsigned long i = 3; i < Block; ++i) {
-        const unsigned char continues = (p[i] & 0xC0) == 0x80;
-        const unsigned char announced =
-            (p[i - 1] >= 0xC0) | (p[i - 2] >= 0xE0) | (p[i - 3] >= 0xF0);
-        differs |= static_cast<unsigned char>((continues ^ announced) | (p[i] >= 0xF8));
-        continuations = static_cast<unsigned char>(continuations + continues);
+    const auto continues = [](unsigned char b) { return (b & 0xC0) == 0x80; };
+    if (continues(p[0]) || continues(p[1]) != (p[0] >= 0xC0) ||
+        continues(p[2]) != (p[1] >= 0xC0 || p[0] >= 0xE0) || p[0] >= 0xF8 || p[1] >= 0xF8 ||
+        p[2] >= 0xF8)
+        return false;
+    // A comparison gives bytes of all ones or of zeros.
+    Vector wrong{};
+    Vector continuations{};
+    for (unsigned long i = 3; i < Block; i += sizeof(Vector)) {
+        const Vector bytes = Load(p + i);
+        const Vector continued = Vector((bytes & Fill(0xC0)) == Fill(0x80));
+        const Vector announced =
+            Vector((Load(p + i - 1) >= Fill(0xC0)) | (Load(p + i - 2) >= Fill(0xE0)) |
+                   (Load(p + i - 3) >= Fill(0xF0)));
+        wrong |= (continued ^ announced) | Vector(bytes >= Fill(0xF8));
+        continuations -= continued;
     }
-    count = Block - continuations - Continues(p[1]) - Continues(p[2]);
-    return (wrong | differs) == 0;
+    const unsigned long counted = Fold(continuations) * (UINT64_MAX / 0xFF) >> 56;
+    count = Block - counted - continues(p[1]) - continues(p[2]);
+    return Fold(wrong >> 7) == 0;
 }
 
 // How many of the last bytes of a well-formed block belong to a character that goes on behind it.
@@ -90,27 +112,8 @@ unsigned long Unfinished(const unsigned char* end)
     return end[-3] >= 0xF0 ? 3 : 0;
 }
 
-void PassAsciiWords(const char*& p, const char* end, unsigned long& count)
-{
-    const unsigned long highBits = ULONG_MAX / 0xFF * 0x80;
-    unsigned long word;
-    while (static_cast<unsigned long>(end - p) >= sizeof word) {
-        std::memcpy(&word, p, sizeof word);
-        if ((word & highBits) != 0)
-            return;
-        count += sizeof word;
-        p += sizeof word;
-    }
-}
-
-// Steps from `p` on over as many characters as can be told to be well formed many bytes at a time,
-// and adds their number to `count`. The walk gets to where it leaves `p`.
 void PassWellFormed(const char*& p, const char* end, unsigned long& count)
 {
-    if (!ManyBytesAtOnce) {
-        PassAsciiWords(p, end, count);
-        return;
-    }
     while (static_cast<unsigned long>(end - p) >= Block) {
         const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(p);
         unsigned long characters = Block;
@@ -125,6 +128,26 @@ void PassWellFormed(const char*& p, const char* end, unsigned long& count)
     }
 }
 
+#else
+
+// Without instructions on many bytes only ASCII is quicker by the word than by the character.
+const unsigned long Stretch = 2 * sizeof(unsigned long);
+
+void PassWellFormed(const char*& p, const char* end, unsigned long& count)
+{
+    const unsigned long highBits = ULONG_MAX / 0xFF * 0x80;
+    unsigned long word;
+    while (static_cast<unsigned long>(end - p) >= sizeof word) {
+        std::memcpy(&word, p, sizeof word);
+        if ((word & highBits) != 0)
+            return;
+        count += sizeof word;
+        p += sizeof word;
+    }
+}
+
+#endif
+
 } // namespace
 
 String::Sizing String::Parm = {64, 16};
@@ -133,7 +156,7 @@ const char String::CharNull = 0;
 
 String::String() : String(Parm) { Clear(); }
 
-String::String(const Sizing& sizing) : Store(sizing.baseSize, sizing.blockSize) {}
+String::String(const Sizing& sizing) : Allocator(sizing.baseSize, sizing.blockSize) {}
 
 String::String(const String& other) : String(Parm) { *this = other; }
 
@@ -159,29 +182,29 @@ String& String::operator=(const String& other)
     if (this == &other)
         return *this;
     if (other.begin)
-        Assign(other.begin, other.Length());
+        Assign(*this, other.begin, other.Length());
     else
-        Release();
+        Release(*this);
     return *this;
 }
 
 String& String::operator=(const BufferBase& bytes)
 {
     const unsigned long length = bytes.Length();
-    Assign(reinterpret_cast<const char*>(bytes.Begin()), length);
+    Assign(*this, reinterpret_cast<const char*>(bytes.Begin()), length);
     const unsigned long text = StrLen(begin, end);
     if (text != length) {
-        Resize(text + 1);
+        Resize(*this, text + 1);
         end[-1] = 0;
     }
     return *this;
 }
 
-void String::UpdateCharStr(const char* text) { Assign(text, std::strlen(text)); }
+void String::UpdateCharStr(const char* text) { Assign(*this, text, std::strlen(text)); }
 
 void String::UpdateCharStr(const char* first, const char* last)
 {
-    Assign(first, static_cast<unsigned long>(last - first));
+    Assign(*this, first, static_cast<unsigned long>(last - first));
 }
 
 bool String::UpdateCharStrUTF16(const unsigned short* text)
@@ -209,7 +232,7 @@ bool String::UpdateCharStrUTF16(const unsigned short* text)
 
 void String::Clear()
 {
-    Resize(1);
+    Resize(*this, 1);
     end[-1] = 0;
 }
 
@@ -220,10 +243,8 @@ std::uint32_t String::Size() const
     const char* const last = p + Length();
     while (p != last) {
         PassWellFormed(p, last, count);
-        // What did not pass is walked over; then the rest gets its chance again.
-        const unsigned long stretch = ManyBytesAtOnce ? Block : 2 * sizeof(unsigned long);
         const char* const stop =
-            static_cast<unsigned long>(last - p) > stretch ? p + stretch : last;
+            static_cast<unsigned long>(last - p) > Stretch ? p + Stretch : last;
         for (; p < stop; ++count)
             p = NextCharacter(p, last);
     }
@@ -246,7 +267,7 @@ bool String::CheckFix()
     const unsigned long covered = Covered();
     if (covered == Length())
         return true;
-    Resize(covered + 1);
+    Resize(*this, covered + 1);
     end[-1] = 0;
     return false;
 }
@@ -305,7 +326,7 @@ bool String::GetUTF16(ArrayBase<unsigned short>& units) const
 String& String::operator+=(const String& other)
 {
     const unsigned long length = other.Length();
-    char* const to = Extend(length);
+    char* const to = Extend(*this, length);
     // Read only now: the bytes may be the own ones, which have moved.
     CopyBytes(to, other.begin, length);
     return *this;
@@ -313,8 +334,15 @@ String& String::operator+=(const String& other)
 
 String& String::operator+=(Char c)
 {
+    const std::uint32_t code = c.GetUTF32();
+    // One more byte that the block takes needs no calls; texts are built so, letter by letter.
+    if (code != 0 && code < 0x80 && begin && ReAlloc(Allocator::Length() + 1)) {
+        end[-1] = static_cast<char>(code);
+        *end++ = 0;
+        return *this;
+    }
     const Encoded utf8(c);
-    CopyBytes(Extend(utf8.length), utf8.bytes, utf8.length);
+    CopyBytes(Extend(*this, utf8.length), utf8.bytes, utf8.length);
     return *this;
 }
 
@@ -326,69 +354,10 @@ String String::operator+(Char c) const
     return Plus(utf8.bytes, utf8.length);
 }
 
-// Everything stored counts as kept here: bytes behind `n` are given up, new ones have any value.
-void String::Resize(unsigned long n)
-{
-    const unsigned long stored = Allocator::Length();
-    if (n == stored)
-        return;
-    if (!data) {
-        Alloc(n);
-    } else if (!ReAlloc(n)) {
-        Store fresh(baseSize, blockSize);
-        fresh.Alloc(n);
-        fresh.SetRange(n);
-        CopyBytes(fresh.Begin(), begin, std::min(n, stored));
-        Allocator::Swap(fresh);
-    }
-    SetRange(n);
-}
-
-void String::Assign(const char* first, unsigned long length)
-{
-    const unsigned long n = Sum(length, 1);
-    if (!data) {
-        Alloc(n);
-        SetRange(n);
-    }
-    if (n == Allocator::Length() || ReAlloc(n)) {
-        if (length != 0)
-            std::memmove(data, first, length);
-        SetRange(n);
-    } else {
-        Store fresh(baseSize, blockSize);
-        fresh.Alloc(n);
-        fresh.SetRange(n);
-        CopyBytes(fresh.Begin(), first, length);
-        Allocator::Swap(fresh);
-    }
-    end[-1] = 0;
-}
-
-char* String::Extend(unsigned long length)
-{
-    const unsigned long old = Length();
-    Resize(Sum(old, Sum(length, 1)));
-    end[-1] = 0;
-    return begin + old;
-}
-
-void String::Renew(unsigned long n)
-{
-    if (!data || !ReAlloc(n))
-        Alloc(n);
-}
-
-void String::Release()
-{
-    Free();
-    begin = end = nullptr; // also in a block that Free keeps, because its capacity is fixed
-}
-
 String String::Plus(const char* first, unsigned long length) const
 {
     String sum(Parm);
-    CopyBytes(sum.Extend(Sum(Length(), length)), begin, Length());
+    CopyBytes(Extend(sum, Sum(Length(), length)), begin, Length());
     CopyBytes(sum.begin + Length(), first, length);
     return sum;
 }
