@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
-# Runs a program, which must end well and print exactly what a file holds.
+# Runs a program, which must end with a status and print exactly what a file holds.
 #
-#   cmake -DEXPECTED=file "-DPROGRAM=program;argument;..." -P output-test.cmake
+#   cmake -DEXPECTED=file -DSTATUS=number "-DPROGRAM=program;argument;..." -P output-test.cmake
 execute_process(COMMAND ${PROGRAM} OUTPUT_VARIABLE printed RESULT_VARIABLE result)
 file(READ "${EXPECTED}" expected)
-if(NOT result EQUAL 0)
+if(NOT result STREQUAL STATUS)
   message(FATAL_ERROR "the program ended with ${result}")
 endif()
 if(NOT printed STREQUAL expected)

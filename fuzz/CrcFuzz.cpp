@@ -36,8 +36,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint32_t offset = feed.Number(31);
     std::vector<std::uint32_t> cuts(feed.Number(7));
     for (std::uint32_t& cut : cuts)
-        cut = feed.Number(511);
-    const std::vector<std::uint8_t> bytes = feed.Rest();
+        cut = feed.Number(8191);
+    // Long ranges are taken in larger blocks, so the input is repeated, each time a little changed.
+    const std::uint32_t times = feed.Byte() < 200 ? 1 : feed.Number(40);
+    const std::vector<std::uint8_t> once = feed.Rest();
+    std::vector<std::uint8_t> bytes;
+    for (std::uint32_t i = 0; i < times; ++i)
+        for (const std::uint8_t byte : once)
+            bytes.push_back(static_cast<std::uint8_t>(byte + i * bytes.size()));
 
     std::vector<std::uint8_t> moved(offset + bytes.size());
     std::copy(bytes.begin(), bytes.end(), moved.begin() + static_cast<long>(offset));

@@ -22,7 +22,7 @@ public:
             for (std::size_t symbol = 226; symbol < 286; ++symbol)
                 lengths[symbol] = 9;
             lengths.insert(lengths.end(), 2, 1);
-            DynamicHeader(last, lengths, 286);
+            DynamicHeader(last, lengths, 286, 2);
         } else {
             BitWriter::Block(last, 1);
         }
@@ -40,21 +40,23 @@ public:
         Symbol(256, dynamic);
     }
 
-    /// The head of a dynamic block with these code lengths, each 0 to 15, `literals` (257 to 288)
-    /// of them for literals and lengths, the others (1 to 32) for distances. The code length code
-    /// has a code for each of its symbols, so that any lengths can be written.
-    void DynamicHeader(bool last, const std::vector<unsigned int>& lengths, unsigned int literals)
+    /// The head of a dynamic block with these code lengths, each 0 to 15: `literals` (257 to 288)
+    /// of them for literals and lengths, then `distances` (1 to 32). Where there are more, the last
+    /// repeat may run on into them. The code length code has a code for each of its symbols, so
+    /// that any lengths can be written.
+    void DynamicHeader(bool last, const std::vector<unsigned int>& lengths, unsigned int literals,
+                       unsigned int distances)
     {
         static const unsigned char Order[19] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                                 11, 4,  12, 3, 13, 2, 14, 1, 15};
         BitWriter::Block(last, 2);
         Number(literals - 257, 5);
-        Number(static_cast<unsigned int>(lengths.size()) - literals - 1, 5);
+        Number(distances - 1, 5);
         Number(15, 4);
         // 13 codes of 4 bits, 6 of 5 bits: 0 to 12 and 13 to 18.
         for (const unsigned char symbol : Order)
             Number(symbol < 13 ? 4 : 5, 3);
-        for (std::size_t i = 0; i < lengths.size();) {
+        for (std::size_t i = 0; i < literals + distances;) {
             std::size_t run = 1;
             while (i + run < lengths.size() && lengths[i + run] == lengths[i])
                 ++run;

@@ -43,23 +43,26 @@ private:
 
 /// zlib's view of the deflate data in a stream.
 struct Zlib {
-    explicit Zlib(const std::vector<std::uint8_t>& stream) : bytes(MostOutput)
+    explicit Zlib(const std::vector<std::uint8_t>& stream)
     {
         z_stream z = {};
-        if (stream.size() < 2 || inflateInit2(&z, -15) != Z_OK)
+        if (inflateInit2(&z, -15) != Z_OK)
             return;
         z.next_in = const_cast<Bytef*>(stream.data() + 2);
         z.avail_in = static_cast<uInt>(stream.size() - 2);
-        z.next_out = bytes.data();
-        z.avail_out = static_cast<uInt>(bytes.size());
+        z.next_out = bytes;
+        z.avail_out = MostOutput;
         ended = inflate(&z, Z_FINISH) == Z_STREAM_END;
-        bytes.resize(z.total_out);
+        length = z.total_out;
         inflateEnd(&z);
     }
 
-    std::vector<std::uint8_t> bytes;
+    static Bytef bytes[MostOutput];
+    std::size_t length = 0;
     bool ended = false;
 };
+
+Bytef Zlib::bytes[MostOutput];
 
 // The whole stream of one dynamic block with any code lengths, then any bits.
 std::vector<std::uint8_t> WriteDynamic(Feed& feed)
@@ -68,7 +71,8 @@ std::vector<std::uint8_t> WriteDynamic(Feed& feed)
     for (std::uint32_t blocks = feed.Number(2); blocks > 0; --blocks)
         writer.Block(feed.Bytes(feed.Number(15)), false, blocks == 2);
     const unsigned int literals = 257 + feed.Number(31);
-    std::vector<unsigned int> lengths(literals + 1 + feed.Number(31), 0);
+    const unsigned int distances = 1 + feed.Number(31);
+    std::vector<unsigned int> lengths(literals + distances, 0);
     // A length, and how often; what is not named has no code.
     for (std::size_t at = 0; at < lengths.size();) {
         const std::uint8_t byte = feed.Byte();
@@ -77,7 +81,11 @@ std::vector<std::uint8_t> WriteDynamic(Feed& feed)
         for (unsigned int times = byte / 16 + 1; times > 0 && at < lengths.size(); --times)
             lengths[at++] = byte % 16;
     }
-    writer.DynamicHeader(true, lengths, literals);
+    // The last repeat may run past the lengths, and even past all that there can be.
+    const std::uint8_t more = feed.Byte();
+    if (more >= 200)
+        lengths.insert(lengths.end(), more - 199u, lengths.back());
+    writer.DynamicHeader(true, lengths, literals, distances);
     writer.Raw(feed.Rest());
     return writer.Stream();
 }
@@ -164,7 +172,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         (stream[0] & 15) != 8 || (stream[1] & 0x20) != 0)
         return 0;
     const Zlib zlib(stream);
-    if (zlib.ended && zlib.bytes.size() < MostOutput)
-        Require(result == 1 && collector.bytes == zlib.bytes, "zlib says the same");
+    if (zlib.ended && zlib.length < MostOutput)
+        Require(result == 1 && collector.bytes.size() == zlib.length &&
+                    std::equal(collector.bytes.begin(), collector.bytes.end(), Zlib::bytes),
+                "zlib says the same");
     return 0;
 }

@@ -171,10 +171,14 @@ def main():
     write("NmpiFuzz", **{name: bytes([i]) + random.Random(name).randbytes(250)
                          for i, name in enumerate(operations)})
     programs("ScalingFuzz", 8, 60)
+    # Offset, number of cuts, the cuts, how often (behind a byte of at least 200).
     write("CrcFuzz",
-          digits=b"\0\0" + b"123456789",
-          pieces=b"\5\3\0\7\0\x40\1\1" + bytes(range(256)) * 3,
-          long=b"\1\0" + random.Random(2).randbytes(1500))
+          digits=b"\0\0\0" + b"123456789",
+          pieces=b"\5\3\0\7\0\x40\1\1\0" + bytes(range(256)) * 3,
+          long=b"\1\0\0" + random.Random(2).randbytes(1500),
+          longer=b"\3\2\x14\0\1\x7f\xff\x14" + random.Random(3).randbytes(600))
+    write("ClockFuzz", zero=bytes(20), half=b"\xff\xff\xff\xf0\xc0\0\x7f\xff\xff\xff",
+          leap=b"\0\0\0\x0b\x60\0\x38\xbb\x3b\x2a", before=b"\1\2\3\4\0\5\6\7\x08\1" + b"\xff" * 8)
     strings()
     fonts()
     inflate()

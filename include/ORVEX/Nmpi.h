@@ -69,7 +69,7 @@ public:
 /// Results replace this number. Operands may be the object itself where that is said, and are
 /// different objects in different arrays otherwise. Nothing is checked: the caller sees to room
 /// for the result and to the order of operands. Nothing is allocated; products and quotients take
-/// up to 3 KB of stack.
+/// up to 2 KB of stack.
 class NmpiBaseNocheck : public NmpiBaseBuffer {
 public:
     using NmpiBaseBuffer::NmpiBaseBuffer;

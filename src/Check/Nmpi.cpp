@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Nmpi.h>
 
-#include "NmpiPieces.h"
+#include "NmpiHalves.h"
 
 #include <algorithm>
 
@@ -99,11 +99,12 @@ std::uint32_t EstimateDigit(std::uint32_t upper, std::uint32_t lower, std::uint3
     if (upper >= divisor)
         return NmpiBaseNocheck::BaseType_MAX;
     for (unsigned bit = 0; bit < FullShift; ++bit) {
-        const std::uint32_t out = upper >> 31;
-        upper = upper << 1 | lower >> 31;
-        const std::uint32_t fits = out | static_cast<std::uint32_t>(upper >= divisor);
-        upper -= divisor & (0 - fits);
-        lower = lower << 1 | fits; // the dividend's bits leave at the top, the quotient's come in
+        // Twice `upper` and the dividend's next bit may need 33 bits. It is compared with the
+        // divisor after one `upper` has been taken from both, and then 32 are enough.
+        const std::uint32_t once = upper + (lower >> 31), room = divisor - upper;
+        const bool fits = once >= room;
+        upper = once + (fits ? 0 - room : upper);
+        lower = (lower << 1) + fits; // the dividend's bits leave at the top, the quotient's come in
     }
     return lower;
 }
@@ -171,6 +172,7 @@ void DivideLimbs(std::uint32_t* number, unsigned long length, const std::uint32_
     };
     const std::uint32_t dTop = Top(d[dLength - 1], dLength > 1 ? d[dLength - 2] : 0);
 
+    const Internal::HalvesDivisor halves(d, dLength);
     std::uint32_t above = 0; // the top limb of the partial remainder; the first one has none
     for (unsigned long j = length - dLength + 1; j-- > 0;) {
         std::uint32_t* const part = number + j;
@@ -180,7 +182,9 @@ void DivideLimbs(std::uint32_t* number, unsigned long length, const std::uint32_
 
         // Both tops are cut downwards and the divisor's has 32 bits, so the estimate is never too
         // small and at most 2 too large; then the subtraction goes below 0 and comes back here.
-        std::uint32_t missing = SubtractMultiple(part, d, dLength, digit) - above;
+        std::uint32_t missing = halves.Fits(digit) ? halves.SubtractMultiple(part, digit)
+                                                   : SubtractMultiple(part, d, dLength, digit);
+        missing -= above;
         for (; missing != 0; --digit)
             missing -= AddLimbs(part, d, dLength);
 
@@ -304,9 +308,7 @@ void NmpiBaseNocheck::NocheckMul(const NmpiBaseNocheck& other)
         Clear();
     if (length == 0 || otherLength == 0)
         return;
-    if (Internal::FitPieces(length, otherLength))
-        Internal::MultiplyPieces(begin, length, other.begin, otherLength);
-    else
+    if (!Internal::MultiplyHalves(begin, length, other.begin, otherLength))
         MultiplyLimbs(begin, length, other.begin, otherLength);
     NocheckRewind(begin + length + otherLength - 1);
 }
@@ -318,10 +320,7 @@ void NmpiBaseNocheck::NocheckDiv(const NmpiBaseNocheck& divisor, NmpiBaseNocheck
         return;
     const unsigned long length = Length(), divisorLength = divisor.Length();
     const unsigned long digits = length - divisorLength + 1;
-    if (this != &divisor && Internal::FitPieces(digits, divisorLength))
-        Internal::DividePieces(begin, length, divisor.begin, divisorLength, quotient.begin);
-    else
-        DivideLimbs(begin, length, divisor.begin, divisorLength, quotient.begin);
+    DivideLimbs(begin, length, divisor.begin, divisorLength, quotient.begin);
     quotient.NocheckRewind(quotient.begin + (digits - 1));
     end = begin + divisorLength;
     NocheckRewind(begin);

@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Png.h>
 
-#include <ORVEX/Vector.h>
-
 #include "../Allocator/NewArray.h"
 #include "BigEndian.h"
+#include "Owned.h"
 
 #include <algorithm>
 #include <climits>
 
 using ORVEX::NewArray;
-using ORVEX::Vector;
 using ORVEX::Internal::BigEndian32;
+using ORVEX::Internal::Owned;
 
 namespace {
 
@@ -36,18 +35,6 @@ unsigned long BytesLeft(const ORVEX::BufferBase& file, const unsigned char* posi
 {
     return static_cast<unsigned long>(file.End() - position);
 }
-
-// Releases an array of bytes at the end of its scope, however that ends.
-class Release {
-public:
-    explicit Release(unsigned char* bytes) : array(bytes) {}
-    ~Release() { delete[] array; }
-    Release(const Release&) = delete;
-    Release& operator=(const Release&) = delete;
-
-private:
-    unsigned char* array; // from `new[]`; may be null
-};
 
 // Reads 4 bytes at `position` and moves on behind them; at the end of the file when fewer are left.
 bool Read32(std::uint32_t& number, const ORVEX::BufferBase& file, const unsigned char*& position)
@@ -86,8 +73,9 @@ std::int32_t ZrGenericPngDecoder::Decode(const ORVEX::BufferBase& file)
         return -1;
 
     // As large as the file, so that joining chunks never has to move them.
-    Vector<unsigned char> imageData;
-    imageData.TryResizeNoCopy(DataBytes(file.Length()));
+    const unsigned long fileBytes = file.Length();
+    const Owned<unsigned char> imageData(
+        NewArray<unsigned char>(DataBytes(fileBytes), File, __LINE__, static_cast<int>(fileBytes)));
     unsigned int imageBytes = 0;
 
     unsigned int length;
@@ -95,7 +83,7 @@ std::int32_t ZrGenericPngDecoder::Decode(const ORVEX::BufferBase& file)
     unsigned int type;
     unsigned int crc;
     while (ReadChunk(length, data, type, crc, file, position) == 1) {
-        const Release afterUse(data);
+        const Owned<unsigned char> chunk(data);
         if (type == IEND)
             break;
         switch (type) {
@@ -116,7 +104,7 @@ std::int32_t ZrGenericPngDecoder::Decode(const ORVEX::BufferBase& file)
                 gamma = BigEndian32(data);
             break;
         case IDAT:
-            std::copy(data, data + length, imageData.Begin() + imageBytes);
+            std::copy(data, data + length, imageData.First() + imageBytes);
             imageBytes += length;
             break;
         default:
@@ -129,7 +117,7 @@ std::int32_t ZrGenericPngDecoder::Decode(const ORVEX::BufferBase& file)
     ZrPngUncompressor uncompressor;
     uncompressor.output = this;
     // Damaged image data still ends with EndOutput, and what was handed out stays.
-    uncompressor.Uncompress(imageBytes, imageData.Begin());
+    uncompressor.Uncompress(imageBytes, imageData.First());
     EndOutput();
     return 1;
 }

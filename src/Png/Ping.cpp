@@ -3,6 +3,8 @@
 
 #include <ORVEX/Png.h>
 
+#include "Pixel.h"
+
 namespace ORVEX {
 
 bool Ping::Load(const BufferBase& file)
@@ -18,7 +20,7 @@ bool Ping::Load(const BufferBase& file)
     // R, G, B, A in the raster, A, R, G, B in the bitmap.
     const unsigned char* from = decoder.rgba;
     for (Color* to = Pixels().Begin(); to != Pixels().End(); ++to, from += 4)
-        *to = Color(from[0], from[1], from[2], from[3]);
+        Internal::RotatePixel(to, from);
     return true;
 }
 

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Png.h>
 
+#include "BigEndian.h"
+#include "Pixel.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <new>
 #include <utility>
+
+using ORVEX::Internal::BigEndian16;
+using ORVEX::Internal::PutPixel;
 
 namespace {
 
@@ -88,162 +93,229 @@ std::uint32_t Rows(const ZrRawPngDecoder& image, const Pass& pass)
     return Count(image.outHeight, pass.firstY, pass.stepY);
 }
 
+bool IsEmpty(const ZrRawPngDecoder& image, const Pass& pass)
+{
+    return Columns(image, pass) == 0 || Rows(image, pass) == 0;
+}
+
 const Pass& PassOf(const ZrRawPngDecoder& image)
 {
     return Passes[image.hdr.interlaceMethod == 1 ? image.pass : 0];
 }
 
+// All ones when the number is negative, otherwise 0.
+std::int32_t IfNegative(std::int32_t number) { return -static_cast<std::int32_t>(number < 0); }
+
 // The neighbour that is closest to left + above - corner (PNG specification, 9.4); of two that are
-// as close, the earlier of left, above, corner.
-unsigned char Paeth(int left, int above, int corner)
+// as close, the earlier of left, above, corner. The corner is the closest exactly when 3 * corner -
+// left - above lies between the other two; beyond the larger one it is the smaller, and the other
+// way about. Noise makes a branch on any of that costly, so there is none.
+std::int32_t Paeth(std::int32_t left, std::int32_t above, std::int32_t corner)
 {
-    const int toLeft = std::abs(above - corner);
-    const int toAbove = std::abs(left - corner);
-    const int toCorner = std::abs(left + above - 2 * corner);
-    if (toLeft <= toAbove && toLeft <= toCorner)
-        return static_cast<unsigned char>(left);
-    return static_cast<unsigned char>(toAbove <= toCorner ? above : corner);
+    if (above == corner) // flat areas, where this branch spares the wait for all the sums
+        return left;
+    const std::int32_t turn = 3 * corner - left - above;
+    const std::int32_t excess = (left - above) & IfNegative(left - above);
+    const std::int32_t smaller = above + excess;
+    const std::int32_t larger = left - excess;
+    const std::int32_t guess = corner + ((smaller - corner) & ~IfNegative(turn - larger));
+    return guess + ((larger - guess) & ~IfNegative(smaller - turn));
 }
 
 // Takes the filter off the bytes [first, last) of a line (PNG specification, 9.2), those before
-// `first` being done. `above` is null in the first line of a pass.
-void Unfilter(std::uint32_t filter, unsigned char* line, const unsigned char* above,
-              std::uint32_t first, std::uint32_t last, std::uint32_t bytesPerPixel)
+// `first` being done; both are multiples of `Bytes`, a pixel's. `above` is null in the first line
+// of a pass.
+template <std::uint32_t Bytes> void Unfilter(std::uint32_t filter, unsigned char* line,
+                                             const unsigned char* above, std::uint32_t first,
+                                             std::uint32_t last)
 {
-    for (std::uint32_t i = first; i < last; ++i) {
-        const bool hasLeft = i >= bytesPerPixel;
-        const int left = hasLeft ? line[i - bytesPerPixel] : 0;
-        const int up = above ? above[i] : 0;
-        const int corner = hasLeft && above ? above[i - bytesPerPixel] : 0;
-        int add = 0;
-        switch (filter) {
-        case 1:
-            add = left;
-            break;
-        case 2:
-            add = up;
-            break;
-        case 3:
-            add = (left + up) / 2;
-            break;
-        case 4:
-            add = Paeth(left, up, corner);
-            break;
-        default: // no filter, and unknown ones
-            break;
-        }
-        line[i] = static_cast<unsigned char>(line[i] + add);
+    int left[Bytes];
+    int corner[Bytes];
+    for (std::uint32_t i = 0; i < Bytes; ++i) {
+        left[i] = first != 0 ? line[first - Bytes + i] : 0;
+        corner[i] = first != 0 && above ? above[first - Bytes + i] : 0;
+    }
+    switch (filter) {
+    case 1:
+        for (std::uint32_t at = first; at < last; at += Bytes)
+            for (std::uint32_t i = 0; i < Bytes; ++i)
+                line[at + i] = static_cast<unsigned char>(left[i] += line[at + i]);
+        return;
+    case 2:
+        if (above)
+            for (std::uint32_t at = first; at < last; ++at)
+                line[at] = static_cast<unsigned char>(line[at] + above[at]);
+        return;
+    case 3:
+        for (std::uint32_t at = first; at < last; at += Bytes)
+            for (std::uint32_t i = 0; i < Bytes; ++i) {
+                const int mean = (left[i] + (above ? above[at + i] : 0)) / 2;
+                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + mean);
+            }
+        return;
+    case 4:
+        for (std::uint32_t at = first; at < last; at += Bytes)
+            for (std::uint32_t i = 0; i < Bytes; ++i) {
+                const int up = above ? above[at + i] : 0;
+                const int guess = Paeth(left[i], up, corner[i]);
+                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + guess);
+                corner[i] = up;
+            }
+        return;
+    default: // none, and unknown ones
+        return;
     }
 }
 
-void Put(unsigned char* pixel, unsigned char red, unsigned char green, unsigned char blue,
-         unsigned char alpha)
+// The same for the open line of an image, by the bytes of its pixels.
+void Unfilter(const ZrRawPngDecoder& image, std::uint32_t pixelBytes, std::uint32_t first,
+              std::uint32_t last)
 {
-    pixel[0] = red;
-    pixel[1] = green;
-    pixel[2] = blue;
-    pixel[3] = alpha;
+    const unsigned char* const above = image.y > 0 ? image.prevLine : nullptr;
+    switch (pixelBytes) {
+    case 1:
+        return Unfilter<1>(image.filter, image.curLine, above, first, last);
+    case 2:
+        return Unfilter<2>(image.filter, image.curLine, above, first, last);
+    case 3:
+        return Unfilter<3>(image.filter, image.curLine, above, first, last);
+    case 4:
+        return Unfilter<4>(image.filter, image.curLine, above, first, last);
+    default:
+        return Unfilter<6>(image.filter, image.curLine, above, first, last);
+    }
 }
 
-bool IsAny(std::uint32_t value, const std::uint32_t* keys)
-{
-    return value == keys[0] || value == keys[1] || value == keys[2];
-}
+// The three values that are kept of tRNS. A copy: bytes of the raster are written in between, and
+// as far as the compiler knows any of them could be a part of the decoder.
+class Keys {
+public:
+    explicit Keys(const ZrPngTransparency& trns)
+        : first(trns.col[0]), second(trns.col[1]), third(trns.col[2])
+    {
+    }
 
-bool IsKey(std::uint32_t first, std::uint32_t second, std::uint32_t third, const std::uint32_t* key)
-{
-    return first == key[0] && second == key[1] && third == key[2];
-}
+    // The alpha of a sample or index that is transparent when it equals any of the three.
+    std::uint32_t AnyAlpha(std::uint32_t value) const
+    {
+        return value == first || value == second || value == third ? 0 : 255;
+    }
 
-void PutIndexed(unsigned char* pixel, std::uint32_t index, const ZrRawPngDecoder& image)
-{
-    if (index >= image.plt.nEntry)
-        return;
-    const unsigned char* const entry = image.plt.entry + 3 * index;
-    // The bytes of tRNS are taken for indices.
-    Put(pixel, entry[0], entry[1], entry[2], IsAny(index, image.trns.col) ? 0 : 255);
-}
+    // The alpha of samples that are transparent when they are the three.
+    std::uint32_t AllAlpha(std::uint32_t a, std::uint32_t b, std::uint32_t c) const
+    {
+        return a == first && b == second && c == third ? 0 : 255;
+    }
+
+private:
+    std::uint32_t first;
+    std::uint32_t second;
+    std::uint32_t third;
+};
+
+// The colours of a palette image.
+class Indexed {
+public:
+    explicit Indexed(const ZrRawPngDecoder& image)
+        : entries(image.plt.entry), count(image.plt.nEntry), keys(image.trns)
+    {
+    }
+
+    // Writes the colour of `index`; an index past the palette leaves the pixel as it is.
+    void Put(unsigned char* pixel, std::uint32_t index) const
+    {
+        if (index >= count)
+            return;
+        const unsigned char* const entry = entries + 3 * index;
+        // The bytes of tRNS are taken for indices, not for the alpha of indices 0, 1 and 2.
+        PutPixel(pixel, entry[0], entry[1], entry[2], keys.AnyAlpha(index));
+    }
+
+private:
+    const unsigned char* entries;
+    std::uint32_t count;
+    Keys keys;
+};
 
 // Writes the pixels [first, last) of the current line to `to` and every `step` bytes from there.
 void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std::uint32_t last,
                  unsigned char* to, std::uint32_t step)
 {
     const bool interlaced = image.hdr.interlaceMethod == 1;
-    const std::uint32_t* const key = image.trns.col;
-    const unsigned char* from = image.curLine;
+    const Keys keys(image.trns);
+    const Indexed palette(image);
+    const unsigned char* from = image.curLine + LineBytes(format, first);
     switch (format) {
     case Grey1:
         // Interlaced, these pixels are passed over, and so are those of 4-bit palettes.
         if (interlaced)
             return;
         for (std::uint32_t x = first; x < last; ++x, to += step) {
-            const unsigned char grey = from[x / 8] >> (7 - x % 8) & 1 ? 255 : 0;
-            // Transparent, whatever tRNS says.
-            Put(to, grey, grey, grey, 0);
+            const std::uint32_t grey = from[(x - first) / 8] >> (7 - x % 8) & 1 ? 255 : 0;
+            PutPixel(to, grey, grey, grey, 0); // transparent, whatever tRNS says
         }
         return;
     case Palette4:
         if (interlaced)
             return;
         for (std::uint32_t x = first; x < last; ++x, to += step)
-            PutIndexed(to, x % 2 == 0 ? from[x / 2] >> 4 : from[x / 2] & 15, image);
+            palette.Put(to, from[(x - first) / 2] >> (4 - x % 2 * 4) & 15);
         return;
     case Grey8:
-        from += first;
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 1)
-            Put(to, from[0], from[0], from[0], IsAny(from[0], key) ? 0 : 255);
+            PutPixel(to, from[0], from[0], from[0], keys.AnyAlpha(from[0]));
         return;
     case Palette8:
-        from += first;
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 1)
-            PutIndexed(to, from[0], image);
+            palette.Put(to, from[0]);
         return;
     case GreyAlpha8:
-        from += 2 * first;
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 2)
-            Put(to, from[0], from[0], from[0], from[1]);
+            PutPixel(to, from[0], from[0], from[0], from[1]);
         return;
     case Rgb8:
-        from += 3 * first;
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 3)
-            Put(to, from[0], from[1], from[2], IsKey(from[0], from[1], from[2], key) ? 0 : 255);
+            PutPixel(to, from[0], from[1], from[2], keys.AllAlpha(from[0], from[1], from[2]));
         return;
     case Rgb16:
-        from += 6 * first;
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 6) {
-            image.red = std::uint32_t(from[0]) << 8 | from[1];
-            image.green = std::uint32_t(from[2]) << 8 | from[3];
-            image.blue = std::uint32_t(from[4]) << 8 | from[5];
+            image.red = BigEndian16(from);
+            image.green = BigEndian16(from + 2);
+            image.blue = BigEndian16(from + 4);
             // Interlaced, the key is compared with the pixel's first three bytes.
-            const bool transparent = interlaced ? IsKey(from[0], from[1], from[2], key)
-                                                : IsKey(image.red, image.green, image.blue, key);
-            Put(to, from[0], from[2], from[4], transparent ? 0 : 255);
+            const std::uint32_t alpha = interlaced
+                                            ? keys.AllAlpha(from[0], from[1], from[2])
+                                            : keys.AllAlpha(image.red, image.green, image.blue);
+            PutPixel(to, from[0], from[2], from[4], alpha);
         }
         return;
     case Rgba8:
-        from += 4 * first;
+        if (step == 4) {
+            std::copy(from, from + 4 * (last - first), to);
+            return;
+        }
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 4)
-            Put(to, from[0], from[1], from[2], from[3]);
+            PutPixel(to, from[0], from[1], from[2], from[3]);
         return;
     case NotTaken:
         return;
     }
 }
 
-// Finishes the pixels of the current line whose bytes are all there.
+// Finishes the pixels of the open line whose bytes are all there, from pixel x on.
 void FinishPixels(ZrRawPngDecoder& image)
 {
     const Format format = FormatOf(image.hdr);
     const Pass& pass = PassOf(image);
-    const std::uint32_t bytesPerPixel = BytesOf(format);
-    const std::uint32_t received = image.inLineBytePos + image.inPixelBytePos;
-    const std::uint32_t complete = received - received % bytesPerPixel;
-    Unfilter(image.filter, image.curLine, image.y > 0 ? image.prevLine : nullptr,
-             image.inLineBytePos, complete, bytesPerPixel);
-
+    const std::uint32_t bits = BitsOf(format);
+    const std::uint32_t pixelBytes = BytesOf(format);
+    const std::uint32_t received = image.inLineBytePos;
+    const std::uint32_t complete = received - received % pixelBytes;
     const std::uint32_t first = static_cast<std::uint32_t>(image.x);
-    const std::uint32_t last = static_cast<std::uint32_t>(std::min<std::uint64_t>(
-        std::uint64_t(complete) * 8 / BitsOf(format), Columns(image, pass)));
+    const std::uint32_t last = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(std::uint64_t(complete) * 8 / bits, Columns(image, pass)));
+
+    Unfilter(image, pixelBytes, static_cast<std::uint32_t>(LineBytes(format, first)), complete);
     const std::uint32_t step = pass.stepX * 4u;
     WritePixels(image, format, first, last, image.rgba + image.outPos, step);
     image.x = static_cast<std::int32_t>(last);
@@ -252,52 +324,58 @@ void FinishPixels(ZrRawPngDecoder& image)
     image.inPixelBytePos = received - complete;
 }
 
-// Steps over the passes of an interlaced image that have no pixel, from the current one on.
-void SkipEmptyPasses(ZrRawPngDecoder& image)
+// Takes the filter type of the next scanline; 0 when there is none. Behind EndOutput inside a
+// scanline it takes the byte that goes on with that one.
+std::int32_t OpenLine(ZrRawPngDecoder& image, unsigned char byte)
 {
-    while (image.pass <= LastPass &&
-           (Columns(image, Passes[image.pass]) == 0 || Rows(image, Passes[image.pass]) == 0))
-        ++image.pass;
-}
-
-// Opens the next scanline; false when there is none.
-bool StartLine(ZrRawPngDecoder& image, unsigned char filter)
-{
-    if (image.hdr.interlaceMethod > 1 || image.outWidth == 0)
-        return false;
     const bool interlaced = image.hdr.interlaceMethod == 1;
-    if (interlaced && image.pass > LastPass)
-        return false;
+    if (image.hdr.interlaceMethod > 1 || (interlaced && image.pass > LastPass))
+        return 0;
     const Pass& pass = PassOf(image);
-    if (static_cast<std::uint32_t>(image.y) >= Rows(image, pass))
-        return false;
-    image.filter = filter;
-    image.inLineBytePos = 0;
+    const std::uint32_t columns = Columns(image, pass);
+    const std::uint32_t y = static_cast<std::uint32_t>(image.y);
+    if (columns == 0 || y >= Rows(image, pass))
+        return 0;
+    image.lineBytes = static_cast<std::uint32_t>(LineBytes(FormatOf(image.hdr), columns));
+    const std::uint32_t started = image.inPixelBytePos;
     image.inPixelBytePos = 0;
+    if (image.x >= 0) {
+        image.inLineBytePos += started;
+        return image.Output(byte);
+    }
+    image.filter = byte;
     image.x = 0;
-    image.lineBytes =
-        static_cast<std::uint32_t>(LineBytes(FormatOf(image.hdr), Columns(image, pass)));
-    image.outPos =
-        ((pass.firstY + static_cast<std::uint32_t>(image.y) * pass.stepY) * image.outWidth +
-         pass.firstX) *
-        4;
-    return true;
+    image.inLineBytePos = 0;
+    image.outPos = ((pass.firstY + y * pass.stepY) * image.outWidth + pass.firstX) * 4;
+    return 1;
 }
 
-// Goes on to the next scanline, and to the next pass behind the last of its lines.
-void EndLine(ZrRawPngDecoder& image)
+// Finishes the scanline whose bytes are all there and goes on to the next one, behind the last one
+// of a pass to the next pass that has any.
+void CloseLine(ZrRawPngDecoder& image)
 {
+    FinishPixels(image);
     image.lineBytes = 0;
     image.x = -1;
     ++image.y;
     image.ShiftTwoLineBuf();
-    if (image.hdr.interlaceMethod != 1)
-        return;
-    if (static_cast<std::uint32_t>(image.y) < Rows(image, PassOf(image)))
-        return;
-    ++image.pass;
-    image.y = 0;
-    SkipEmptyPasses(image);
+    if (image.hdr.interlaceMethod == 1 &&
+        static_cast<std::uint32_t>(image.y) >= Rows(image, PassOf(image))) {
+        image.y = 0;
+        do
+            ++image.pass;
+        while (image.pass <= LastPass && IsEmpty(image, Passes[image.pass]));
+    }
+}
+
+// Takes a byte that opens a scanline or is its last.
+[[gnu::noinline]] std::int32_t OutputAtEdge(ZrRawPngDecoder& image, unsigned char byte)
+{
+    if (image.inLineBytePos >= image.lineBytes)
+        return OpenLine(image, byte);
+    image.curLine[image.inLineBytePos++] = byte;
+    CloseLine(image);
+    return 1;
 }
 
 } // namespace
@@ -324,10 +402,8 @@ std::int32_t ZrRawPngDecoder::PrepareOutput()
 
     // What was there is given up only when both are had. No old bytes of the heap show in an
     // image: the raster is zeroed.
-    const std::size_t rasterBytes = static_cast<std::size_t>(pixels) * 4;
-    const std::size_t lineBytesTwice = static_cast<std::size_t>(line) * 2;
-    unsigned char* const raster = new (std::nothrow) unsigned char[rasterBytes]();
-    unsigned char* const lines = new (std::nothrow) unsigned char[lineBytesTwice];
+    unsigned char* const raster = new (std::nothrow) unsigned char[std::size_t(pixels) * 4]();
+    unsigned char* const lines = new (std::nothrow) unsigned char[std::size_t(line) * 2];
     if (!raster || !lines) {
         delete[] raster;
         delete[] lines;
@@ -355,24 +431,23 @@ std::int32_t ZrRawPngDecoder::PrepareOutput()
     return 1;
 }
 
+// Runs once for each byte; whatever can wait for the end of the line does.
 std::int32_t ZrRawPngDecoder::Output(unsigned char byte)
 {
-    const std::uint32_t at = inLineBytePos + inPixelBytePos;
-    if (at >= lineBytes)
-        return StartLine(*this, byte) ? 1 : 0;
+    const std::uint32_t at = inLineBytePos;
+    if (at + 1 >= lineBytes)
+        return OutputAtEdge(*this, byte);
     curLine[at] = byte;
-    ++inPixelBytePos;
-    if (at + 1 == lineBytes) {
-        FinishPixels(*this);
-        EndLine(*this);
-    }
+    inLineBytePos = at + 1;
     return 1;
 }
 
 std::int32_t ZrRawPngDecoder::EndOutput()
 {
-    if (x >= 0 && lineBytes != 0)
+    if (lineBytes != 0) {
         FinishPixels(*this);
+        lineBytes = 0;
+    }
     return 1;
 }
 

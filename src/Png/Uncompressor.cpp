@@ -1,70 +1,98 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Png.h>
 
-#include <ORVEX/Vector.h>
-
+#include "../Allocator/NewArray.h"
 #include "HuffmanTree.h"
+#include "Owned.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
-using ORVEX::Vector;
+using ORVEX::NewArray;
 using ORVEX::Internal::HuffmanTree;
+using ORVEX::Internal::Owned;
 
 namespace {
+
+const char File[] = "src/Png/Uncompressor";
 
 const unsigned int Codes = 322;      // entries of the arrays of lengths and codes
 const unsigned int FixedCodes = 288; // of them, in the fixed code
 
-// Takes bits out of bytes, each byte's lowest bit first (RFC 1951, 3.1.1). Every bit is
-// fetched from its byte; nothing is held back in between.
-struct BitReader {
-    const unsigned char* at;  // Byte of the next bit.
-    const unsigned char* end; // Behind the last byte; null when the caller vouches for them.
-    std::uint32_t mask;       // Value of the next bit in its byte; 0 reads as 0 for ever.
+const std::uint32_t NoSymbol = 0x7fffffff; // value of a node that ends no code
 
-    bool AtEnd() const { return at == end; }
+// Takes bits out of bytes, each byte's lowest bit first (RFC 1951, 3.1.1). Every bit is fetched
+// from its byte; nothing is held back in between.
+struct BitReader {
+    const unsigned char* at;  // byte where it stands or began
+    const unsigned char* end; // behind the last byte; null when the caller vouches for them
+    std::uint32_t bit;        // the next one, counted on from the byte's lowest over the bytes
+
+    bool AtEnd() const { return at + bit / 8 == end; }
 
     // Takes the next bit. The input must not be at its end.
     std::uint32_t Next()
     {
-        const std::uint32_t bit = (*at & mask) != 0;
-        mask <<= 1;
-        if (mask > 255) {
-            mask = 1;
-            ++at;
-        }
-        return bit;
+        const std::uint32_t value = at[bit / 8] >> bit % 8 & 1;
+        ++bit;
+        return value;
     }
 
-    // Takes a number of `count` bits, the first of which is the least significant one.
-    // @return whether the input held them all
-    bool Take(std::uint32_t count, std::uint32_t& number)
+    // Moves on to the byte of the next bit.
+    void Settle()
     {
-        number = 0;
-        for (std::uint32_t i = 0; i < count; ++i) {
-            if (AtEnd())
-                return false;
-            number |= Next() << i;
-        }
-        return true;
+        at += bit / 8;
+        bit %= 8;
     }
 };
 
+// Takes a number of `count` bits, the first of which is the least significant one.
+// @return whether the input held them all
+bool Take(BitReader& bits, std::uint32_t count, std::uint32_t& number)
+{
+    number = 0;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (bits.AtEnd())
+            return false;
+        number |= bits.Next() << i;
+    }
+    return true;
+}
+
 bool IsLeaf(const ZrPngHuffmanTree* node) { return !node->zero && !node->one; }
 
-// Walks from `root` to the leaf that the next bits lead to; null when they lead nowhere or end.
-const ZrPngHuffmanTree* Walk(BitReader& bits, const ZrPngHuffmanTree* root)
+// Whether every node has two children or none, so that no bit leads nowhere.
+bool IsComplete(const ZrPngHuffmanTree* node)
 {
-    const ZrPngHuffmanTree* node = root;
-    do {
+    if (!node->zero || !node->one)
+        return IsLeaf(node);
+    return IsComplete(node->zero) && IsComplete(node->one);
+}
+
+// Where a bit leads; null when no code goes there. The two children are indexed by the bit, because
+// a branch on it would go wrong every other time.
+const ZrPngHuffmanTree* Child(const ZrPngHuffmanTree* node, std::uint32_t bit)
+{
+    static_assert(offsetof(ZrPngHuffmanTree, zero) == 0, "the first child is the node's start");
+    const std::size_t next = offsetof(ZrPngHuffmanTree, one);
+    const ZrPngHuffmanTree* child;
+    std::memcpy(&child, reinterpret_cast<const char*>(node) + bit * next, sizeof(void*));
+    return child;
+}
+
+// Walks on from `node` to the leaf that the next bits lead to. Null when they lead nowhere or end,
+// and when the tree is a bare root, whose value is no symbol.
+const ZrPngHuffmanTree* Walk(BitReader& bits, const ZrPngHuffmanTree* node)
+{
+    while (!IsLeaf(node)) {
         if (bits.AtEnd())
             return nullptr;
-        node = bits.Next() ? node->one : node->zero;
+        node = Child(node, bits.Next());
         if (!node)
             return nullptr;
-    } while (!IsLeaf(node));
-    return node;
+    }
+    return node->value != NoSymbol ? node : nullptr;
 }
 
 // Extra bits of a length symbol and the length without them; the table of RFC 1951, 3.2.5,
@@ -114,7 +142,7 @@ bool ReadCodeLengths(BitReader& bits, const ZrPngHuffmanTree* root, unsigned int
         const unsigned int repeated = leaf->value == 16 ? lengths[at - 1] : 0;
         const unsigned int least = leaf->value == 18 ? 11 : 3;
         unsigned int more;
-        if (!bits.Take(leaf->value == 18 ? 7 : leaf->value - 14, more))
+        if (!Take(bits, leaf->value == 18 ? 7 : leaf->value - 14, more))
             return false;
         // Repeats are not clipped at the total, only at the arrays.
         if (least + more > Codes - at)
@@ -138,11 +166,11 @@ bool ReadDynamicCodes(ZrPngUncompressor& maker, BitReader& bits, DynamicCodes& b
 {
     static const unsigned char Order[19] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                             11, 4,  12, 3, 13, 2, 14, 1, 15};
-    if (!bits.Take(5, block.hlit) || !bits.Take(5, block.hdist) || !bits.Take(4, block.hclen))
+    if (!Take(bits, 5, block.hlit) || !Take(bits, 5, block.hdist) || !Take(bits, 4, block.hclen))
         return false;
     unsigned int lengths[19] = {};
     for (unsigned int i = 0; i < block.hclen + 4; ++i)
-        if (!bits.Take(3, lengths[Order[i]]))
+        if (!Take(bits, 3, lengths[Order[i]]))
             return false;
     unsigned int codes[19];
     maker.MakeDynamicHuffmanCode(lengths, codes, 19, lengths);
@@ -163,19 +191,17 @@ bool ReadDynamicCodes(ZrPngUncompressor& maker, BitReader& bits, DynamicCodes& b
 class Window {
 public:
     // Zeroed, so that what a match finds before the first byte is 0.
-    explicit Window(std::uint32_t size) : mask(size - 1)
+    explicit Window(std::uint32_t size)
+        : bytes(NewArray<unsigned char>(size, File, __LINE__, static_cast<int>(size))),
+          mask(size - 1)
     {
-        bytes.TryResizeNoCopy(size);
-        std::fill(bytes.Begin(), bytes.End(), 0);
+        std::fill_n(bytes.First(), size, 0);
     }
 
-    Vector<unsigned char> bytes;
+    Owned<unsigned char> bytes;
     std::uint32_t mask;         // size - 1; the size is a power of two
     std::uint32_t position = 0; // where the next byte goes
 };
-
-// How a run of symbols ended.
-enum Ending { BlockEnded, Failed, InputRunsOut };
 
 // One call of Uncompress.
 class Inflation {
@@ -188,9 +214,14 @@ public:
     bool Blocks();
 
 private:
+    enum Ending { BlockEnded, Failed, InputEnds };
+
     bool FixedBlock();
     bool DynamicBlock();
     bool Symbols(const ZrPngHuffmanTree* literals, const ZrPngHuffmanTree* distances);
+    Ending FastSymbols(const ZrPngHuffmanTree* literals, const ZrPngHuffmanTree* distances,
+                       const ZrPngHuffmanTree*& node);
+    bool Match(std::uint32_t symbol, const ZrPngHuffmanTree* distances);
     bool Copy(std::uint32_t length, std::uint32_t distance);
 
     ZrPngUncompressor& maker;
@@ -205,8 +236,9 @@ bool Inflation::Blocks()
     std::uint32_t isLast = 0;
     while (!isLast) {
         std::uint32_t type;
-        if (!bits.Take(1, isLast) || !bits.Take(2, type) || bits.AtEnd())
+        if (!Take(bits, 1, isLast) || !Take(bits, 2, type) || bits.AtEnd())
             return false;
+        bits.Settle();
         switch (type) {
         case 0:
             // A stored block hands out nothing. Its length is taken from the 2 bytes behind the
@@ -244,9 +276,7 @@ bool Inflation::DynamicBlock()
 {
     unsigned int lengths[Codes];
     unsigned int codes[Codes];
-    DynamicCodes block;
-    block.lengths = lengths;
-    block.codes = codes;
+    DynamicCodes block = {0, 0, 0, lengths, codes};
     if (!ReadDynamicCodes(maker, bits, block))
         return false;
     const unsigned int count = block.hlit + 257;
@@ -257,75 +287,249 @@ bool Inflation::DynamicBlock()
     return Symbols(literals.Root(), distances.Root());
 }
 
+// Decodes the symbols of one block. The fast way goes as far as the input does; what is left is the
+// symbol that ends with it, and trees with gaps.
 bool Inflation::Symbols(const ZrPngHuffmanTree* literals, const ZrPngHuffmanTree* distances)
 {
+    const ZrPngHuffmanTree* node = literals;
+    if (!IsLeaf(literals) && IsComplete(literals)) {
+        const Ending ending = FastSymbols(literals, distances, node);
+        if (ending != InputEnds)
+            return ending == BlockEnded;
+    }
     do {
-        const ZrPngHuffmanTree* const leaf = Walk(bits, literals);
+        const ZrPngHuffmanTree* const leaf = Walk(bits, node);
         if (!leaf)
             return false;
+        bits.Settle();
+        node = literals;
         const std::uint32_t symbol = leaf->value;
         if (symbol < 256) {
             const unsigned char byte = static_cast<unsigned char>(symbol);
-            window.bytes.Begin()[window.position] = byte;
+            window.bytes[window.position] = byte;
             window.position = (window.position + 1) & window.mask;
             if (sink->Output(byte) != 1)
                 return false;
         } else if (symbol == 256) {
             return true;
-        } else if (symbol < 286) {
-            std::uint32_t length;
-            std::uint32_t distance;
-            if (!bits.Take(LengthBits(symbol), length))
-                return false;
-            length += LengthBase(symbol);
-            std::uint32_t code = 0;
-            if (distances) {
-                const ZrPngHuffmanTree* const found = Walk(bits, distances);
-                if (!found)
-                    return false;
-                code = found->value;
-            } else {
-                for (int i = 0; i < 5; ++i) {
-                    if (bits.AtEnd())
-                        return false;
-                    code = code << 1 | bits.Next();
-                }
-            }
-            if (!bits.Take(DistanceBits(code), distance))
-                return false;
-            distance += DistanceBase(code);
-            if (!Copy(length, distance))
-                return false;
+        } else if (!Match(symbol, distances)) {
+            return false;
         }
-        // Symbols 286 and 287 are passed over.
     } while (!bits.AtEnd());
     return false;
 }
 
+// What the fast way works on, in registers as far as they go.
+struct Run {
+    const unsigned char* at;          // byte of the next bit
+    std::uint32_t place;              // of that bit in it, when the walk stands still
+    const ZrPngHuffmanTree* node;     // how far the walk through the tree has come
+    const ZrPngHuffmanTree* literals; // where each walk starts
+    unsigned char* window;
+    std::uint32_t windowMask;
+    std::uint32_t windowPosition;
+    ZrGenericPngDecoder* sink;
+    bool isRefused; // the last byte, by the sink
+};
+
+// Takes the bit at `Place` of its byte. If a literal ends before it, that is handed out first; at
+// any other symbol, and when the byte is refused, the result is false and the bit is not taken.
+//
+// That a node is a leaf shows in its having no child for the bit. The bit is then the first of the
+// next code, and where it leads from the root is looked up before it is known whether that is
+// wanted, so that nothing has to wait for it.
+template <std::uint32_t Place> inline bool Step(Run& run)
+{
+    const std::uint32_t bit = *run.at >> Place & 1;
+    const ZrPngHuffmanTree* next = Child(run.node, bit);
+    const ZrPngHuffmanTree* const first = Child(run.literals, bit);
+    if (!next) {
+        run.place = Place;
+        if (run.node->value > 255)
+            return false;
+        const unsigned char byte = static_cast<unsigned char>(run.node->value);
+        run.window[run.windowPosition] = byte;
+        run.windowPosition = (run.windowPosition + 1) & run.windowMask;
+        run.isRefused = run.sink->Output(byte) != 1;
+        if (run.isRefused)
+            return false;
+        next = first;
+    }
+    run.node = next;
+    return true;
+}
+
+// Takes bits until Step stops or the input ends. Each place in a byte has a step of its own, in
+// which its mask is a constant.
+inline void Steps(Run& run, const unsigned char* end)
+{
+    switch (run.place) {
+        for (;;) {
+        case 0:
+            if (!Step<0>(run))
+                return;
+            [[fallthrough]];
+        case 1:
+            if (!Step<1>(run))
+                return;
+            [[fallthrough]];
+        case 2:
+            if (!Step<2>(run))
+                return;
+            [[fallthrough]];
+        case 3:
+            if (!Step<3>(run))
+                return;
+            [[fallthrough]];
+        case 4:
+            if (!Step<4>(run))
+                return;
+            [[fallthrough]];
+        case 5:
+            if (!Step<5>(run))
+                return;
+            [[fallthrough]];
+        case 6:
+            if (!Step<6>(run))
+                return;
+            [[fallthrough]];
+        default:
+            if (!Step<7>(run))
+                return;
+            run.place = 0;
+            if (++run.at == end)
+                return;
+        }
+    }
+}
+
+// The same as Symbols, for a complete tree of literals and up to the end of the input; `node` is
+// how far the walk has come by then.
+Inflation::Ending Inflation::FastSymbols(const ZrPngHuffmanTree* literals,
+                                         const ZrPngHuffmanTree* distances,
+                                         const ZrPngHuffmanTree*& node)
+{
+    Run run = {};
+    run.literals = literals;
+    run.window = window.bytes.First();
+    run.windowMask = window.mask;
+    run.sink = sink;
+    for (;;) {
+        node = literals;
+        if (bits.AtEnd())
+            return InputEnds;
+        bits.Settle();
+        run.at = bits.at;
+        run.place = bits.bit;
+        run.node = literals;
+        run.windowPosition = window.position;
+        Steps(run, bits.end);
+        bits.at = run.at;
+        bits.bit = run.place;
+        window.position = run.windowPosition;
+        node = run.node;
+        if (run.isRefused)
+            return Failed;
+        if (bits.AtEnd())
+            return InputEnds;
+        if (node->value == 256)
+            return BlockEnded;
+        if (!Match(node->value, distances))
+            return Failed;
+    }
+}
+
+// Decodes the rest of a match, which is extra bits of the length, the distance code and its extra
+// bits, and copies it. Symbols 286 and 287 are passed over.
+bool Inflation::Match(std::uint32_t symbol, const ZrPngHuffmanTree* distances)
+{
+    if (symbol > 285)
+        return true;
+    BitReader local = bits;
+    std::uint32_t length;
+    if (!Take(local, LengthBits(symbol), length))
+        return false;
+    std::uint32_t code = 0;
+    if (distances) {
+        const ZrPngHuffmanTree* const leaf = Walk(local, distances);
+        if (!leaf)
+            return false;
+        code = leaf->value;
+    } else {
+        // The fixed code: 5 bits, the first one the most significant.
+        for (int i = 0; i < 5; ++i) {
+            if (local.AtEnd())
+                return false;
+            code = code << 1 | local.Next();
+        }
+    }
+    std::uint32_t distance;
+    if (!Take(local, DistanceBits(code), distance))
+        return false;
+    local.Settle();
+    bits = local;
+    return Copy(LengthBase(symbol) + length, DistanceBase(code) + distance);
+}
+
+// Hands out `length` bytes from `distance` bytes back. Where the bytes overlap, those just written
+// are copied on.
 bool Inflation::Copy(std::uint32_t length, std::uint32_t distance)
 {
-    unsigned char* const bytes = window.bytes.Begin();
-    for (std::uint32_t i = 0; i < length; ++i) {
-        const unsigned char byte = bytes[(window.position - distance) & window.mask];
-        if (sink->Output(byte) != 1)
+    ZrGenericPngDecoder* const out = sink;
+    unsigned char* const bytes = window.bytes.First();
+    const std::uint32_t size = window.mask + 1;
+    const std::uint32_t from = (window.position - distance) & window.mask;
+    const std::uint32_t to = window.position;
+    window.position = (to + length) & window.mask;
+    if (std::max(from, to) + length > size) {
+        // Goes round the window's end.
+        for (std::uint32_t i = 0; i < length; ++i) {
+            const unsigned char byte = bytes[(from + i) & window.mask];
+            if (out->Output(byte) != 1)
+                return false;
+            bytes[(to + i) & window.mask] = byte;
+        }
+        return true;
+    }
+    unsigned char* target = bytes + to;
+    unsigned char* const end = target + length;
+    if (distance == 1) {
+        const unsigned char byte = bytes[from];
+        std::fill(target, end, byte);
+        for (; target != end; ++target)
+            if (out->Output(byte) != 1)
+                return false;
+        return true;
+    }
+    for (const unsigned char* source = bytes + from; target != end; ++source, ++target) {
+        const unsigned char byte = *source;
+        *target = byte;
+        if (out->Output(byte) != 1)
             return false;
-        bytes[window.position] = byte;
-        window.position = (window.position + 1) & window.mask;
     }
     return true;
 }
 
-// A reader at a caller's position; Put gives the position back.
+// The reader at a caller's position. A mask of 0 reads as 0 for ever, which is 4 bytes at most.
 BitReader ReaderAt(const unsigned char* input, unsigned int position, unsigned int mask)
 {
-    return BitReader{input + position, nullptr, mask};
+    static const unsigned char Zeros[4] = {};
+    if (mask == 0)
+        return BitReader{Zeros, nullptr, 0};
+    std::uint32_t place = 0;
+    while (mask >> place != 1)
+        ++place;
+    return BitReader{input + position, nullptr, place};
 }
 
-void Put(const BitReader& bits, const unsigned char* input, unsigned int& position,
-         unsigned int& mask)
+// Gives the reader's position back to the caller.
+void Put(BitReader bits, const unsigned char* input, unsigned int& position, unsigned int& mask)
 {
+    if (mask == 0)
+        return;
+    bits.Settle();
     position = static_cast<unsigned int>(bits.at - input);
-    mask = bits.mask;
+    mask = 1u << bits.bit;
 }
 
 } // namespace
@@ -335,7 +539,7 @@ std::int32_t ZrPngUncompressor::Uncompress(unsigned int size, unsigned char* str
     // RFC 1950, 2.2: method 8 is deflate. CINFO is not limited to 7, and FCHECK not looked at.
     if (size == 0 || (stream[0] & 0x0f) != 8)
         return 0;
-    Inflation inflation(*this, BitReader{stream + std::min(size, 2u), stream + size, 1},
+    Inflation inflation(*this, BitReader{stream + std::min(size, 2u), stream + size, 0},
                         1u << ((stream[0] >> 4) + 8));
     if (size < 2 || (stream[1] & 0x20) != 0)
         return 0;
@@ -370,14 +574,14 @@ void ZrPngUncompressor::MakeDynamicHuffmanCode(unsigned int* lengths, unsigned i
         codes[symbol] = 0;
         longest = std::max(longest, lengths[symbol]);
     }
-    Vector<unsigned int> count; // of the codes of each length
-    count.TryResizeNoCopy(longest + 1ul);
-    std::fill(count.Begin(), count.End(), 0);
+    const unsigned long entries = longest + 1ul;
+    const int data = static_cast<int>(entries);
+    const Owned<unsigned int> count(NewArray<unsigned int>(entries, File, __LINE__, data));
+    const Owned<unsigned int> next(NewArray<unsigned int>(entries, File, __LINE__, data));
+    std::fill_n(count.First(), entries, 0);
     for (unsigned int symbol = 0; symbol < n; ++symbol)
         ++count[lengths[symbol]];
     count[0] = 0;
-    Vector<unsigned int> next; // code of each length
-    next.TryResizeNoCopy(longest + 1ul);
     next[0] = 0;
     for (unsigned int length = 1; length <= longest; ++length)
         next[length] = (next[length - 1] + count[length - 1]) * 2;
@@ -406,9 +610,7 @@ std::int32_t ZrPngUncompressor::DecodeDynamicHuffmanCode(
     unsigned int& mask)
 {
     BitReader bits = ReaderAt(input, position, mask);
-    DynamicCodes block;
-    block.lengths = lengths;
-    block.codes = codes;
+    DynamicCodes block = {0, 0, 0, lengths, codes};
     const bool complete = ReadDynamicCodes(*this, bits, block);
     Put(bits, input, position, mask);
     hlit = block.hlit;
@@ -426,7 +628,7 @@ unsigned int ZrPngUncompressor::GetCopyLength(unsigned int symbol, unsigned char
 {
     BitReader bits = ReaderAt(input, position, mask);
     unsigned int extra;
-    bits.Take(LengthBits(symbol), extra);
+    Take(bits, LengthBits(symbol), extra);
     Put(bits, input, position, mask);
     return LengthBase(symbol) + extra;
 }
@@ -436,7 +638,7 @@ unsigned int ZrPngUncompressor::GetBackwardDistance(unsigned int code, unsigned 
 {
     BitReader bits = ReaderAt(input, position, mask);
     unsigned int extra;
-    bits.Take(DistanceBits(code), extra);
+    Take(bits, DistanceBits(code), extra);
     Put(bits, input, position, mask);
     return DistanceBase(code) + extra;
 }

@@ -28,7 +28,7 @@ std::uint32_t Clock::MinimumClock = 0;
 
 Clock Clock::Now()
 {
-    timespec now;
+    timespec now = {}; // what counts when there is no such clock
     clock_gettime(CLOCK_MONOTONIC, &now);
     // Wraps in the product and in the sum; the comparison expects it.
     return Clock(static_cast<std::uint32_t>(now.tv_sec) * 1000 +
@@ -58,7 +58,7 @@ Clock Clock::GetRoundupSystemClock() const
 
 Time Time::UTC()
 {
-    timeval now;
+    timeval now = {};
     gettimeofday(&now, nullptr);
     return Time(now.tv_sec);
 }

@@ -92,7 +92,7 @@ bool SleepWakeup::__SleepMilliSecond(unsigned long ms)
         sched_yield();
         return true;
     }
-    timespec deadline;
+    timespec deadline = {}; // without a clock the time is over at once
     clock_gettime(CLOCK_REALTIME, &deadline);
     const long nanoseconds = deadline.tv_nsec + static_cast<long>(ms % 1000) * 1000000; // < 2^31
     deadline.tv_sec += static_cast<time_t>(ms / 1000) + nanoseconds / 1000000000;

@@ -91,8 +91,8 @@ void* ThreadExecuteFunc(void* called)
 
 void ThreadBase::__Init()
 {
-    int policy;
-    sched_param parameter;
+    int policy = SCHED_OTHER;
+    sched_param parameter = {};
     pthread_getschedparam(pthread_self(), &policy, &parameter);
     parameter.sched_priority = 2;
     pthread_setschedparam(pthread_self(), policy, &parameter);

@@ -2,6 +2,9 @@
 // The portable way of CRC32, whatever the processor offers.
 #include <ORVEX/CRC.h>
 
+#include "src/Check/CRCFold.h"
+#include "src/Check/NmpiHalves.h"
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -53,4 +56,17 @@ TEST(CRC32Braids, PiecesGiveWhatTheWholeGives)
         crc.Update(ORVEX::BufferBase(bytes.data() + cut, bytes.size() - cut));
         ASSERT_EQ(crc32(0, bytes.data(), static_cast<uInt>(bytes.size())), crc.Get()) << cut;
     }
+}
+
+TEST(FastPaths, WithoutThemNothingIsDone)
+{
+    using namespace ORVEX::Internal;
+    EXPECT_FALSE(CanFoldCRC32());
+    EXPECT_EQ(5u, FoldCRC32(5, nullptr, 0));
+    std::uint32_t limb = 7;
+    EXPECT_FALSE(MultiplyHalves(&limb, 1, &limb, 1));
+    const HalvesDivisor divisor(&limb, 1);
+    EXPECT_FALSE(divisor.Fits(1));
+    EXPECT_EQ(0u, divisor.SubtractMultiple(&limb, 1));
+    EXPECT_EQ(7u, limb);
 }

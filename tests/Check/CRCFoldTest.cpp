@@ -2,6 +2,8 @@
 // The ways of CRC32 that multiply without carries, each by itself.
 #include "src/Check/CRCFold.h"
 
+#include "Support/OlderProcessor.h"
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -59,6 +61,28 @@ TEST(CRC32Fold, ChosenWayIsZlibs)
     if (!ORVEX::Internal::CanFoldCRC32())
         GTEST_SKIP() << "this processor has no carry-less multiplication";
     ExpectZlibs(ORVEX::Internal::FoldCRC32, ORVEX::Internal::FoldLeast);
+}
+
+TEST(CRC32Fold, WhateverTheProcessorLacksTheChosenWayIsZlibs)
+{
+    if (!ORVEX::Internal::CanFoldCRC32By32())
+        GTEST_SKIP() << "this processor has no choice";
+    std::vector<unsigned char> bytes(8192, 0xA5);
+    int cannot = 0;
+    int cannotBy32 = 0;
+    for (unsigned int feature = 0; feature < OlderProcessor::Features; ++feature) {
+        const OlderProcessor older(feature);
+        cannotBy32 += !ORVEX::Internal::CanFoldCRC32By32();
+        if (!ORVEX::Internal::CanFoldCRC32()) {
+            ++cannot;
+            continue;
+        }
+        for (const unsigned long length : {64ul, 4095ul, 4096ul, 8192ul})
+            EXPECT_EQ(crc32(0, bytes.data(), static_cast<uInt>(length / 16 * 16)) ^ 0xFFFFFFFF,
+                      ORVEX::Internal::FoldCRC32(0xFFFFFFFF, bytes.data(), length));
+    }
+    EXPECT_EQ(2, cannot);     // the multiplication, and SSE 4.1
+    EXPECT_EQ(4, cannotBy32); // its wide form and AVX2 as well
 }
 
 #else

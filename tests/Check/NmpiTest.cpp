@@ -122,7 +122,7 @@ public:
         Limbs limbs(length);
         const unsigned long style = random() % 5;
         if (style == 4)
-            return OfPieces(length);
+            return OfHalves(length);
         for (std::uint32_t& limb : limbs) {
             switch (style) {
             case 0:
@@ -149,18 +149,13 @@ public:
     std::uint32_t Random() { return static_cast<std::uint32_t>(random()); }
 
 private:
-    // `length` limbs made of pieces of 14 bits that stand on edges.
-    Limbs OfPieces(std::size_t length)
+    // `length` limbs whose halves stand on the edges of signed numbers of 16 bits.
+    Limbs OfHalves(std::size_t length)
     {
-        static const std::uint32_t hard[] = {0, 0x3FFF, 0x2000, 0x1FFF, 1};
+        static const std::uint32_t hard[] = {0, 1, 0x7FFF, 0x8000, 0x8001, 0xFFFF};
         Limbs limbs(length);
-        for (std::size_t bit = 0; bit < 32 * length; bit += 14) {
-            const std::uint32_t piece = random() % 6 == 0 ? Random() & 0x3FFF : hard[random() % 5];
-            const std::uint64_t shifted = std::uint64_t{piece} << bit % 32;
-            limbs[bit / 32] |= static_cast<std::uint32_t>(shifted);
-            if (bit / 32 + 1 < length)
-                limbs[bit / 32 + 1] |= static_cast<std::uint32_t>(shifted >> 32);
-        }
+        for (std::uint32_t& limb : limbs)
+            limb = hard[random() % 6] << 16 | hard[random() % 6];
         if (length != 0 && limbs.back() == 0)
             limbs.back() = 1;
         return limbs;
@@ -598,6 +593,33 @@ TEST(NmpiBaseNocheck, LongProductsOfOnesKeepEveryCarry)
     }
 }
 
+TEST(NmpiBaseNocheck, ProductsOfHalfLimbsOnTheEdgeOfSignsAreGmps)
+{
+    // The first one is -32768 in every signed half-limb of 16 bits: 7FFF7FFF and a carry.
+    static const std::uint32_t lowest[] = {0x7FFF8000, 0x7FFF8000, 0x80008000, 0x7FFF7FFF,
+                                           0x00008000, 0x80000000, 0xFFFF8000, 0xFFFFFFFF};
+    static const std::uint32_t higher[] = {0x7FFF7FFF, 0x00007FFF, 0x80008000, 0x80007FFF,
+                                           0x00008000, 0x80000000, 0x7FFFFFFF, 0x7FFF8000};
+    for (const std::size_t length :
+         std::initializer_list<std::size_t>{5, 6, 7, 8, 9, 16, 17, 31, 64, 127, 128, 129}) {
+        for (int i = 0; i < 8; ++i) {
+            Limbs a(length, higher[i]);
+            a[0] = lowest[i];
+            ASSERT_NO_FATAL_FAILURE(ExpectSquare(a));
+            for (int j = 0; j < 8; ++j) {
+                Limbs b(length, higher[j]);
+                b[0] = lowest[j];
+                ASSERT_NO_FATAL_FAILURE(ExpectProduct(a, b));
+                // Every other limb only.
+                for (std::size_t at = 1; at < length; at += 2)
+                    b[at] = 0x00010001;
+                ASSERT_NO_FATAL_FAILURE(ExpectProduct(a, b));
+                ASSERT_NO_FATAL_FAILURE(ExpectProduct(b, a));
+            }
+        }
+    }
+}
+
 TEST(NmpiBaseNocheck, DivOfASmallerNumber)
 {
     Guarded number(1, {7}), ten(1, {10}), quotient(2, {1, 2});
@@ -727,9 +749,9 @@ TEST(NmpiBaseNocheck, LongQuotientsAreGmps)
 {
     Numbers numbers(13);
     for (const std::size_t length :
-         std::initializer_list<std::size_t>{127, 128, 129, 132, 133, 134, 135, 300}) {
+         std::initializer_list<std::size_t>{127, 128, 129, 130, 135, 300}) {
         for (const std::size_t more :
-             std::initializer_list<std::size_t>{1, 4, 5, 6, 127, 131, 132, 133, 134, 300})
+             std::initializer_list<std::size_t>{1, 4, 5, 6, 127, 128, 129, 134, 300})
             ASSERT_NO_FATAL_FAILURE(
                 ExpectQuotient(numbers.Exactly(length + more), numbers.Exactly(length)));
         const Limbs ones(length, 0xFFFFFFFF);
@@ -738,6 +760,28 @@ TEST(NmpiBaseNocheck, LongQuotientsAreGmps)
         Limbs one(length, 0);
         one.back() = 1;
         ASSERT_NO_FATAL_FAILURE(ExpectQuotient(most, one));
+    }
+}
+
+TEST(NmpiBaseNocheck, QuotientsOfDigitsOnTheEdgeOfSignsAreGmps)
+{
+    Numbers numbers(14);
+    for (const std::uint32_t digit : {0x80008000u, 0x80008001u, 0x80007FFFu, 0x7FFF8000u,
+                                      0x80000000u, 0x00008000u, 0xFFFF8000u, 0xFFFFFFFFu}) {
+        for (const std::size_t length :
+             std::initializer_list<std::size_t>{1, 2, 3, 6, 16, 33, 127, 128, 129}) {
+            for (const std::size_t digits : std::initializer_list<std::size_t>{1, 2, 7, 33}) {
+                for (int round = 0; round < 4; ++round) {
+                    // The quotient has this digit all over, and the remainder is the greatest.
+                    const Limbs divisor = numbers.Exactly(length);
+                    Mpz dividend(Limbs(digits, digit));
+                    mpz_add_ui(dividend.z, dividend.z, 1);
+                    mpz_mul(dividend.z, dividend.z, Mpz(divisor).z);
+                    mpz_sub_ui(dividend.z, dividend.z, 1);
+                    ASSERT_NO_FATAL_FAILURE(ExpectQuotient(dividend.Used(), divisor));
+                }
+            }
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include "src/Graphics/OverlapRow.h"
 
 #include "Graphics/Pictures.h"
+#include "Support/OlderProcessor.h"
 
 #include <gtest/gtest.h>
 
@@ -146,3 +147,18 @@ TEST(OverlapRow, RowsThatReadThemselvesComeOutAsPixelByPixel)
         ASSERT_TRUE(expected == blended) << "moved by " << distance;
     }
 }
+
+#if defined(__x86_64__) || defined(__i386__)
+
+TEST(OverlapRow, WhateverTheProcessorLacksRowsFollowTheFormula)
+{
+    Random random(13);
+    const std::vector<Color> under = RandomPicture(random, 70, 1).pixels;
+    const std::vector<Color> over = RandomPicture(random, 70, 1).pixels;
+    for (unsigned int feature = 0; feature < OlderProcessor::Features; ++feature) {
+        const OlderProcessor older(feature);
+        ExpectBlended({"row", Row, 1}, under, over, 0);
+    }
+}
+
+#endif

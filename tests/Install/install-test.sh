@@ -51,6 +51,12 @@ mv "$work/here" "$work/moved"
 use_package "$work/moved" moved
 use_pkg_config "$work/moved" moved
 
+# The examples, if they are built, find the library wherever the tree stands.
+words=$(find "$work/moved" -path '*/orvex-1/examples/words' -type f)
+if [ -n "$words" ] && ! "$words" | cmp - "$source/examples/words/expected.txt"; then
+    fail "an installed example does not run"
+fi
+
 cmake -S "$source/tests/Install/subdirectory" -B "$work/subdirectory" -DORVEX_SOURCE="$source" >"$work/log" 2>&1 ||
     { cat "$work/log"; fail "the library cannot be added as a subdirectory"; }
 if grep -i 'warning' "$work/log"; then fail "adding the library as a subdirectory is not quiet"; fi

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -434,6 +435,26 @@ TEST(Ping, NoiseBehindTheSignatureLoadsWithoutHarm)
         Ping ping;
         Load(ping, file.bytes);
     }
+}
+
+TEST(Ping, SeveralThreadsLoadAtOnceAndCountTheirNodesTogether)
+{
+    const std::int32_t nodes = ZrPngHuffmanTree::leakTracker;
+    const Picture picture = Draw(40, 30, 6, 8, false, 10);
+    const Bytes file = WriteWithLibPng(picture);
+    Ping pings[4];
+    std::vector<std::thread> threads;
+    for (Ping& ping : pings)
+        threads.emplace_back([&ping, &file] {
+            Bytes own = file;
+            for (int i = 0; i < 50; ++i)
+                ping.Load(BufferBase(own.data(), own.size()));
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(nodes, ZrPngHuffmanTree::leakTracker);
+    for (const Ping& ping : pings)
+        ExpectPicture(picture, ping);
 }
 
 TEST(Ping, IconsOfADesktopLoadAsLibPngReadsThem)

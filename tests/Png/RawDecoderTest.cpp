@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -414,6 +416,41 @@ TEST(ZrRawPngDecoder, FiltersFollowTheStandard)
         EXPECT_EQ(-1, Feed(decoder, {0, 10, 20, 30, one.filter, 1, 2, 3}));
         for (int i = 0; i < 3; ++i)
             EXPECT_EQ(one.expected[i], decoder.rgba[12 + 4 * i]) << int(one.filter) << ' ' << i;
+    }
+}
+
+TEST(ZrRawPngDecoder, PaethChoosesAsTheStandardDoesForAllNeighbours)
+{
+    // The choice depends on how far left and above are from the corner, so every pair of distances
+    // stands for all. Two pixels a line: corner and above, then left and the chosen neighbour.
+    ZrRawPngDecoder decoder;
+    SetHeader(decoder, 2, 511 * 2, {0, 8});
+    for (int toLeft = -255; toLeft <= 255; ++toLeft) {
+        ASSERT_EQ(1, decoder.PrepareOutput());
+        std::vector<int> expected;
+        for (int toAbove = -255; toAbove <= 255; ++toAbove) {
+            const int corner = std::max({0, -toLeft, -toAbove});
+            const int left = corner + toLeft;
+            const int above = corner + toAbove;
+            if (left > 255 || above > 255) {
+                for (int i = 0; i < 6; ++i)
+                    decoder.Output(0);
+                expected.push_back(0);
+                continue;
+            }
+            // The first pixel has no left neighbour; above is its guess then.
+            for (int byte : {0, corner, above, 4, left - corner, 0})
+                decoder.Output(static_cast<unsigned char>(byte));
+            const int guess = left + above - corner;
+            int nearest = left;
+            if (std::abs(guess - above) < std::abs(guess - nearest))
+                nearest = above;
+            if (std::abs(guess - corner) < std::abs(guess - nearest))
+                nearest = corner;
+            expected.push_back(nearest);
+        }
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            ASSERT_EQ(expected[i], decoder.rgba[16 * i + 12]) << toLeft << ' ' << i;
     }
 }
 

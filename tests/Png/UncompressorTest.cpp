@@ -546,7 +546,7 @@ TEST(ZrPngUncompressor, CodeThatIsAnothersBeginningIsHiddenByIt)
     // Lengths 1, 1, 1 and 2: 'a' 0, 'b' 1, 'c' cut to 0; 256 of 2 bits follows with (0 + 3) * 2 =
     // 6, cut to 10. So 'b' at 1 is no leaf any more, and 11 leads nowhere.
     std::vector<unsigned> lengths(257);
-    lengths['a'] = lengths['b'] = lengths['c'] = 1;
+    lengths[97] = lengths[98] = lengths[99] = 1; // a, b, c
     lengths[256] = 2;
     BitWriter writer;
     writer.Block(true, 2);
@@ -826,7 +826,7 @@ TEST(ZrPngUncompressor, BackwardDistanceTakesItsExtraBits)
 TEST(ZrPngUncompressor, DynamicHeaderGivesItsFourArrays)
 {
     std::vector<unsigned> literals(260);
-    literals['a'] = literals['b'] = 1;
+    literals[97] = literals[98] = 1; // a and b
     BitWriter writer;
     DynamicHeader(writer, literals, {2, 2, 0, 1});
     const Bytes stream = writer.Stream();
@@ -846,8 +846,8 @@ TEST(ZrPngUncompressor, DynamicHeaderGivesItsFourArrays)
     EXPECT_EQ(codes, literalCodes);
     EXPECT_EQ(lengths + 260, distanceLengths);
     EXPECT_EQ(codes + 260, distanceCodes);
-    EXPECT_EQ(0u, literalCodes['a']);
-    EXPECT_EQ(1u, literalCodes['b']);
+    EXPECT_EQ(0u, literalCodes[97]);
+    EXPECT_EQ(1u, literalCodes[98]);
     EXPECT_EQ(1u, distanceLengths[3]);
     EXPECT_EQ(0u, distanceCodes[3]);
     EXPECT_EQ(2u, distanceCodes[0]);

@@ -291,6 +291,16 @@ TEST(StringFind, FindsAText)
     EXPECT_TRUE(text.Find(text, text.Begin()) == text.Begin());
 }
 
+TEST(StringFind, FindsNothingFromBehindTheEnd)
+{
+    // The last lead byte announces two bytes more than there are, and a step takes them all.
+    String text = Make("ab\xE2");
+    String::IteratorConst behind = text.Begin();
+    behind += 3;
+    EXPECT_LT(text.End().Address(), behind.Address());
+    EXPECT_TRUE(text.Find(Make("a"), behind) == text.End());
+}
+
 TEST(StringFind, FindsAnEmptyTextNowhere)
 {
     const String text = Make("abc");

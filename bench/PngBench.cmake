@@ -1,0 +1,11 @@
+# SPDX-License-Identifier: MIT
+orvex_bench(PngBench PEERS libpng libpng zlib zlib)
+find_path(LODEPNG_INCLUDE lodepng.h)
+find_library(LODEPNG_LIBRARY lodepng)
+if(LODEPNG_INCLUDE AND LODEPNG_LIBRARY)
+  target_include_directories(PngBench SYSTEM PRIVATE ${LODEPNG_INCLUDE})
+  target_link_libraries(PngBench PRIVATE ${LODEPNG_LIBRARY})
+  target_compile_definitions(PngBench PRIVATE BENCH_lodepng)
+else()
+  message(STATUS "PngBench: lodepng is not installed and is left out")
+endif()
