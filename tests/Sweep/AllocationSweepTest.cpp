@@ -29,7 +29,7 @@ std::vector<std::string> RefuseEach(const Operation& operation, FailingNew::Mode
             hit = failing.Hit();
         }
         if (hit)
-            outcomes.push_back(outcome->Text()); // all texts fit a string without a block
+            outcomes.push_back(outcome->Text());
         else
             EXPECT_TRUE(outcome->Done()) << outcome->Text();
         EXPECT_TRUE(trial->Recover()) << which;
@@ -37,7 +37,7 @@ std::vector<std::string> RefuseEach(const Operation& operation, FailingNew::Mode
         if (!hit)
             break;
     }
-    EXPECT_EQ(live, LiveBlocks());
+    EXPECT_EQ(live, LiveBlocks() - BlocksOf(outcomes));
     EXPECT_EQ(descriptors, OpenDescriptors());
     return outcomes;
 }

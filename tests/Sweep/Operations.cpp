@@ -9,6 +9,7 @@
 #include "Support/TempDir.h"
 
 #include <ORVEX/ORVEX.h>
+#include <algorithm>
 
 #include <cstring>
 #include <fstream>
@@ -350,8 +351,8 @@ void AddPictures(std::vector<Operation>& rows, const World& w)
                               // chunk, and a palette; the raster and the lines; the window, the
                               // tree of the fixed code: 288 leaves and the 287 nodes above them;
                               // the bitmap.
-                "Vector 80, Decoder 13, Decoder 3, Palette 3, Decoder 8, false x2, Vector 256, "
-                "bad_alloc x575, Vector 1",
+                "Decoder 80, Decoder 13, Decoder 3, Palette 3, Decoder 8, false x2, "
+                "Uncompressor 256, bad_alloc x575, Vector 1",
                 [](Ping&) {}, [&w](Ping& p) { return p.Load(w.pngRange) && !p.Empty(); }),
         });
 }
@@ -499,4 +500,12 @@ std::string Joined(const std::vector<std::string>& outcomes)
         i = end;
     }
     return all;
+}
+
+long BlocksOf(const std::vector<std::string>& outcomes)
+{
+    const std::size_t held = std::string().capacity();
+    return static_cast<long>(
+        std::count_if(outcomes.begin(), outcomes.end(),
+                      [held](const std::string& text) { return text.size() > held; }));
 }

@@ -66,4 +66,7 @@ std::vector<std::string> Spelled(const std::string& outcomes);
 /// The reverse.
 std::string Joined(const std::vector<std::string>& outcomes);
 
+/// How many of the texts are too long to be held without a block of their own.
+long BlocksOf(const std::vector<std::string>& outcomes);
+
 #endif
