@@ -342,7 +342,8 @@ TEST_F(DamagedPng, ADistanceTreeOfOneChildlessRoot)
     stream.Block(true, 2).Number(1, 5).Number(0, 5).Number(14, 4);
     // Code lengths 18: 1 bit, 0: 2 bits, 2: 2 bits (in the order 16 17 18 0 8 7 9 6 10 5 11 4 12 3
     // 13 2 14 1).
-    for (const unsigned length : {0, 0, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0})
+    for (const unsigned length :
+         {0u, 0u, 1u, 2u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 2u, 0u, 0u})
         stream.Number(length, 3);
     const auto two = [&] { stream.Code(3, 2); };  // the symbol 2
     const auto zero = [&] { stream.Code(2, 2); }; // the symbol 0
