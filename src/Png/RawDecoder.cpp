@@ -103,8 +103,12 @@ const Pass& PassOf(const ZrRawPngDecoder& image)
     return Passes[image.hdr.interlaceMethod == 1 ? image.pass : 0];
 }
 
-// All ones when the number is negative, otherwise 0.
-std::int32_t IfNegative(std::int32_t number) { return -static_cast<std::int32_t>(number < 0); }
+// All ones when the number is negative, otherwise 0: every compiler here shifts the sign in.
+std::int32_t IfNegative(std::int32_t number)
+{
+    // cppcheck-suppress shiftTooManyBitsSigned
+    return number >> 31;
+}
 
 // The neighbour that is closest to left + above - corner (PNG specification, 9.4); of two that are
 // as close, the earlier of left, above, corner. The corner is the closest exactly when 3 * corner -

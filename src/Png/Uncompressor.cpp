@@ -25,13 +25,14 @@ const std::uint32_t NoSymbol = 0x7fffffff; // value of a node that ends no code
 // Takes bits out of bytes, each byte's lowest bit first (RFC 1951, 3.1.1). Every bit is fetched
 // from its byte; nothing is held back in between.
 struct BitReader {
-    const unsigned char* at;  // byte where it stands or began
-    const unsigned char* end; // behind the last byte; null when the caller vouches for them
-    std::uint32_t bit;        // the next one, counted on from the byte's lowest over the bytes
+    const unsigned char* at; // byte where it stands or began
+    std::size_t left;        // bytes from there; all that can be counted when the caller vouches
+    std::uint32_t bit;       // the next one, counted on from the byte's lowest over the bytes
 
-    bool AtEnd() const { return at + bit / 8 == end; }
+    // Whether the input holds so many bits more.
+    bool Holds(std::uint32_t count) const { return (bit + count + 7) / 8 <= left; }
 
-    // Takes the next bit. The input must not be at its end.
+    // Takes the next bit, which the input must hold.
     std::uint32_t Next()
     {
         const std::uint32_t value = at[bit / 8] >> bit % 8 & 1;
@@ -43,6 +44,7 @@ struct BitReader {
     void Settle()
     {
         at += bit / 8;
+        left -= bit / 8;
         bit %= 8;
     }
 };
@@ -52,11 +54,10 @@ struct BitReader {
 bool Take(BitReader& bits, std::uint32_t count, std::uint32_t& number)
 {
     number = 0;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        if (bits.AtEnd())
-            return false;
+    if (!bits.Holds(count))
+        return false;
+    for (std::uint32_t i = 0; i < count; ++i)
         number |= bits.Next() << i;
-    }
     return true;
 }
 
@@ -86,7 +87,7 @@ const ZrPngHuffmanTree* Child(const ZrPngHuffmanTree* node, std::uint32_t bit)
 const ZrPngHuffmanTree* Walk(BitReader& bits, const ZrPngHuffmanTree* node)
 {
     while (!IsLeaf(node)) {
-        if (bits.AtEnd())
+        if (!bits.Holds(1))
             return nullptr;
         node = Child(node, bits.Next());
         if (!node)
@@ -236,7 +237,7 @@ bool Inflation::Blocks()
     std::uint32_t isLast = 0;
     while (!isLast) {
         std::uint32_t type;
-        if (!Take(bits, 1, isLast) || !Take(bits, 2, type) || bits.AtEnd())
+        if (!Take(bits, 1, isLast) || !Take(bits, 2, type) || !bits.Holds(1))
             return false;
         bits.Settle();
         switch (type) {
@@ -245,7 +246,7 @@ bool Inflation::Blocks()
             // next one and its data passed over, wherever that leads. Behind a block that is not
             // the last every bit reads as 0, so one stored block seems to follow the other until
             // the input ends: the call can only fail.
-            return isLast && bits.end - bits.at >= 3;
+            return isLast && bits.left >= 3;
         case 1:
             if (!FixedBlock())
                 return false;
@@ -315,7 +316,7 @@ bool Inflation::Symbols(const ZrPngHuffmanTree* literals, const ZrPngHuffmanTree
         } else if (!Match(symbol, distances)) {
             return false;
         }
-    } while (!bits.AtEnd());
+    } while (bits.Holds(1));
     return false;
 }
 
@@ -416,21 +417,22 @@ Inflation::Ending Inflation::FastSymbols(const ZrPngHuffmanTree* literals,
     run.sink = sink;
     for (;;) {
         node = literals;
-        if (bits.AtEnd())
+        if (!bits.Holds(1))
             return InputEnds;
         bits.Settle();
         run.at = bits.at;
         run.place = bits.bit;
         run.node = literals;
         run.windowPosition = window.position;
-        Steps(run, bits.end);
+        Steps(run, bits.at + bits.left);
+        bits.left -= static_cast<std::size_t>(run.at - bits.at);
         bits.at = run.at;
         bits.bit = run.place;
         window.position = run.windowPosition;
         node = run.node;
         if (run.isRefused)
             return Failed;
-        if (bits.AtEnd())
+        if (!bits.Holds(1))
             return InputEnds;
         if (node->value == 256)
             return BlockEnded;
@@ -457,11 +459,10 @@ bool Inflation::Match(std::uint32_t symbol, const ZrPngHuffmanTree* distances)
         code = leaf->value;
     } else {
         // The fixed code: 5 bits, the first one the most significant.
-        for (int i = 0; i < 5; ++i) {
-            if (local.AtEnd())
-                return false;
+        if (!local.Holds(5))
+            return false;
+        for (int i = 0; i < 5; ++i)
             code = code << 1 | local.Next();
-        }
     }
     std::uint32_t distance;
     if (!Take(local, DistanceBits(code), distance))
@@ -515,11 +516,11 @@ BitReader ReaderAt(const unsigned char* input, unsigned int position, unsigned i
 {
     static const unsigned char Zeros[4] = {};
     if (mask == 0)
-        return BitReader{Zeros, nullptr, 0};
+        return BitReader{Zeros, SIZE_MAX, 0};
     std::uint32_t place = 0;
     while (mask >> place != 1)
         ++place;
-    return BitReader{input + position, nullptr, place};
+    return BitReader{input + position, SIZE_MAX, place};
 }
 
 // Gives the reader's position back to the caller.
@@ -539,7 +540,7 @@ std::int32_t ZrPngUncompressor::Uncompress(unsigned int size, unsigned char* str
     // RFC 1950, 2.2: method 8 is deflate. CINFO is not limited to 7, and FCHECK not looked at.
     if (size == 0 || (stream[0] & 0x0f) != 8)
         return 0;
-    Inflation inflation(*this, BitReader{stream + std::min(size, 2u), stream + size, 0},
+    Inflation inflation(*this, BitReader{stream + std::min(size, 2u), size - std::min(size, 2u), 0},
                         1u << ((stream[0] >> 4) + 8));
     if (size < 2 || (stream[1] & 0x20) != 0)
         return 0;
