@@ -38,8 +38,12 @@ def collect(build):
     lines = collections.defaultdict(collections.Counter)
     branches = collections.defaultdict(dict)
     # Objects that nothing has run have notes (.gcno) and no counts; their lines count as well.
-    notes = [str(path.resolve()) for path in pathlib.Path(build).rglob("*.gcno")
-             if "CompilerId" not in str(path)]
+    # The build's own list leaves out what is left of sources that are gone.
+    build = pathlib.Path(build).resolve()
+    commands = json.loads((build / "compile_commands.json").read_text())
+    outputs = [re.search(r" -o (\S+\.o)\b", command["command"]).group(1) for command in commands]
+    objects = {(build / output).with_suffix(".gcno") for output in outputs}
+    notes = sorted(str(path) for path in objects if path.exists())
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for records in pool.map(counted, notes):
             for record in records:
