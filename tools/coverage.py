@@ -8,7 +8,7 @@ Several binaries compile the same source, some of them for a plainer processor t
 or a branch counts when any of them has reached it. (gcovr 5 gives up where two of them disagree
 about the line of a function.) Branches count on lines that decide something: those into exception
 handling are left out, and so are those that the compiler makes by itself, such as the look for null
-in `delete`. REPORT lists every line and branch that nothing has reached.
+in `delete`; and so is a lone brace as a line. REPORT lists every line and branch that nothing has reached.
 """
 import collections
 import concurrent.futures
@@ -92,6 +92,8 @@ def main():
         text = (ROOT / name).read_text().splitlines()
         room = name.rsplit("/", 1)[0]
         for number, count in sorted(lines[name].items()):
+            if not re.search(r"\w", text[number - 1]):
+                continue
             for total in (sums[room], sums["everything"]):
                 total[0] += count > 0
                 total[1] += 1

@@ -182,8 +182,9 @@ void DivideLimbs(std::uint32_t* number, unsigned long length, const std::uint32_
 
         // Both tops are cut downwards and the divisor's has 32 bits, so the estimate is never too
         // small and at most 2 too large; then the subtraction goes below 0 and comes back here.
-        std::uint32_t missing = halves.Fits(digit) ? halves.SubtractMultiple(part, digit)
-                                                   : SubtractMultiple(part, d, dLength, digit);
+        std::uint32_t missing = Internal::HalvesDivisor::Useful && halves.Fits(digit)
+                                    ? halves.SubtractMultiple(part, digit)
+                                    : SubtractMultiple(part, d, dLength, digit);
         missing -= above;
         for (; missing != 0; --digit)
             missing -= AddLimbs(part, d, dLength);

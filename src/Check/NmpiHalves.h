@@ -35,6 +35,8 @@ inline bool MultiplyHalves(std::uint32_t*, unsigned long, const std::uint32_t*, 
 /// is made of outlive it.
 class HalvesDivisor {
 public:
+    static constexpr bool Useful = true; ///< Whether any digit may fit.
+
     HalvesDivisor(const std::uint32_t* divisor, unsigned long count);
 
     /// Whether SubtractMultiple can do this digit.
@@ -66,6 +68,8 @@ private:
 
 class HalvesDivisor {
 public:
+    static constexpr bool Useful = false;
+
     HalvesDivisor(const std::uint32_t*, unsigned long) {}
     bool Fits(std::uint32_t) const { return false; }
     std::uint32_t SubtractMultiple(std::uint32_t*, std::uint32_t) const { return 0; }

@@ -293,6 +293,7 @@ void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std
             PutPixel(to, from[0], from[2], from[4], alpha);
         }
         return;
+    case NotTaken: // does not get here
     case Rgba8:
         if (step == 4) {
             std::copy(from, from + 4 * (last - first), to);
@@ -301,8 +302,6 @@ void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std
         for (std::uint32_t x = first; x < last; ++x, to += step, from += 4)
             PutPixel(to, from[0], from[1], from[2], from[3]);
         return;
-    case NotTaken:
-        return;
     }
 }
 
@@ -310,6 +309,8 @@ void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std
 void FinishPixels(ZrRawPngDecoder& image)
 {
     const Format format = FormatOf(image.hdr);
+    if (format == NotTaken) // somebody has changed the header since PrepareOutput
+        return;
     const Pass& pass = PassOf(image);
     const std::uint32_t bits = BitsOf(format);
     const std::uint32_t pixelBytes = BytesOf(format);

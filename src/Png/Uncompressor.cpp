@@ -61,14 +61,15 @@ bool Take(BitReader& bits, std::uint32_t count, std::uint32_t& number)
     return true;
 }
 
-bool IsLeaf(const ZrPngHuffmanTree* node) { return !node->zero && !node->one; }
+// Codes follow on each other from an even one, so that no node has only a child for the bit 1.
+bool IsLeaf(const ZrPngHuffmanTree* node) { return !node->zero; }
 
 // Whether every node has two children or none, so that no bit leads nowhere.
 bool IsComplete(const ZrPngHuffmanTree* node)
 {
-    if (!node->zero || !node->one)
-        return IsLeaf(node);
-    return IsComplete(node->zero) && IsComplete(node->one);
+    if (IsLeaf(node))
+        return true;
+    return node->one && IsComplete(node->zero) && IsComplete(node->one);
 }
 
 // Where a bit leads; null when no code goes there. The two children are indexed by the bit, because

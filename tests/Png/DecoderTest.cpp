@@ -3,12 +3,14 @@
 
 #include "BitWriter.h"
 #include "PngFile.h"
+#include "Support/ExpectRaises.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <sys/mman.h>
 #include <type_traits>
 #include <vector>
 
@@ -229,6 +231,23 @@ TEST(ZrGenericPngDecoder, LengthBeyondTheFileEndsTheReading)
         EXPECT_EQ("POE", decoder.calls);
         EXPECT_EQ(Text("ab"), decoder.bytes);
     }
+}
+
+TEST(ZrGenericPngDecoder, FileOf4GiBIsRefusedBeforeAChunkIsRead)
+{
+    if (sizeof(void*) == 4)
+        GTEST_SKIP() << "no range has 4 GiB here";
+    const std::size_t size = static_cast<std::size_t>(0x100000000ull);
+    const Bytes signature = PngFile().bytes;
+    void* const map = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (map == MAP_FAILED)
+        GTEST_SKIP() << "4 GiB of addresses cannot be had here";
+    std::memcpy(map, signature.data(), signature.size());
+    const BufferBase file(static_cast<unsigned char*>(map), size);
+    ZrGenericPngDecoder decoder;
+    ExpectRaises("src/Png/Decoder", ORVEX::Err::ERR_MEMORY, 0, [&] { decoder.Decode(file); });
+    munmap(map, size);
 }
 
 TEST(ZrGenericPngDecoder, HeaderTakesItsThirteenBytes)

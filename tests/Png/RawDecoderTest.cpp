@@ -619,3 +619,17 @@ TEST(ZrRawPngDecoder, RasterThatIsNotItsOwnIsLeftAlone)
     EXPECT_EQ(3, taken[2]);
     delete[] taken;
 }
+
+TEST(ZrRawPngDecoder, HeaderThatChangesMeanwhileDrawsNothingMore)
+{
+    ZrRawPngDecoder decoder;
+    SetHeader(decoder, 1, 2, {6, 8});
+    ASSERT_EQ(1, decoder.PrepareOutput());
+    EXPECT_EQ(-1, Feed(decoder, {0, 1, 2, 3, 4, 0}));
+    decoder.hdr.bitDepth = 3;
+    EXPECT_EQ(-1, Feed(decoder, {5, 6, 7, 8}));
+    decoder.EndOutput();
+    EXPECT_EQ(4, decoder.rgba[3]);
+    EXPECT_EQ(0, decoder.rgba[4]);
+    EXPECT_EQ(0, decoder.rgba[7]);
+}

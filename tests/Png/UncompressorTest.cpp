@@ -591,6 +591,18 @@ TEST(ZrPngUncompressor, BlockWhoseLastBitEndsTheInputIsComplete)
     }
 }
 
+TEST(ZrPngUncompressor, InputThatEndsInsideABlocksHeaderFails)
+{
+    // 3 + 5 * 9 + 7 are 55 bits: one more says that another block comes, and nothing follows.
+    BitWriter writer;
+    writer.Block(false, 1);
+    for (int i = 0; i < 5; ++i)
+        writer.Fixed(200);
+    const Inflated inflated = Inflate(writer.Fixed(256).Stream());
+    EXPECT_EQ(0, inflated.result);
+    EXPECT_EQ(Bytes(5, 200), inflated.bytes);
+}
+
 TEST(ZrPngUncompressor, LiteralWhoseLastBitEndsTheInputIsDeliveredAndFails)
 {
     // 3 + 4 * 8 + 5 * 9 = 80 bits.
@@ -855,4 +867,19 @@ TEST(ZrPngUncompressor, DynamicHeaderGivesItsFourArrays)
     // 14 bits, 19 times 3, and 264 times 4 are 1127: 140 bytes and 7 bits.
     EXPECT_EQ(142u, position);
     EXPECT_EQ(128u, mask);
+}
+
+TEST(ZrPngUncompressor, DynamicHeaderThatEndsEarlyIsRefused)
+{
+    unsigned hlit, hdist, hclen;
+    unsigned *literalLengths, *literalCodes, *distanceLengths, *distanceCodes;
+    unsigned lengths[322];
+    unsigned codes[322];
+    unsigned position = 0;
+    unsigned mask = 1;
+    // One code of 1 bit for code lengths, 16: it repeats a length that is not there.
+    const Bytes stream = BitWriter(0, 0x20).Number(0, 8).Stream();
+    EXPECT_EQ(0, ZrPngUncompressor().DecodeDynamicHuffmanCode(
+                     hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths,
+                     distanceCodes, lengths, codes, stream.data(), position, mask));
 }
