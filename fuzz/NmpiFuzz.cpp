@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Arithmetic on numbers of up to 40 limbs against GMP, each number in an array of exactly as many
+// Arithmetic on numbers of up to 135 limbs against GMP, each number in an array of exactly as many
 // limbs as the operation asks for, so that a write past it is seen.
 //
 //   ./tools/fuzz 60 NmpiFuzz
@@ -74,16 +74,31 @@ private:
     NmpiBase number;
 };
 
-// Up to `most` limbs: bytes of the input, or long runs of ones and zeros, which carries like.
-Limbs Take(Feed& feed, std::uint32_t most)
+// A small length, or now and then one about where products are formed in another way.
+std::uint32_t TakeLength(Feed& feed, std::uint32_t most)
 {
-    Limbs limbs(feed.Number(most));
+    const std::uint8_t byte = feed.Byte();
+    return byte < 240 ? byte % (most + 1) : byte - 240u + 120u;
+}
+
+// Up to `most` limbs and now and then some 130: limbs of the input, long runs of ones and zeros,
+// which carries like, or any number of which the input says the first limb.
+Limbs Take(Feed& feed, std::uint32_t most, bool nowAndThenMore = true)
+{
+    Limbs limbs(nowAndThenMore ? TakeLength(feed, most) : feed.Number(most));
     const std::uint8_t kind = feed.Byte();
+    std::uint32_t any = kind < 64 ? 0 : feed.Word();
     for (std::uint32_t& limb : limbs) {
-        const std::uint8_t byte = kind < 128 ? feed.Byte() : 0;
-        limb = byte < 96 ? feed.Word() : byte < 160 ? UINT32_MAX : byte < 224 ? 0 : byte - 223u;
-        if (kind >= 128)
-            limb = kind & 1 ? UINT32_MAX : 0x80000000;
+        if (kind < 64) {
+            const std::uint8_t byte = feed.Byte();
+            limb = byte < 96 ? feed.Word() : byte < 160 ? UINT32_MAX : byte < 224 ? 0 : byte - 223u;
+        } else if (kind < 192) {
+            limb = kind & 1 && any % 4 != 0 ? (any & 8 ? UINT32_MAX : 0) : any;
+            any = any * 1664525 + 1013904223;
+            any ^= any >> 15;
+        } else {
+            limb = kind & 1 ? UINT32_MAX : kind & 2 ? 0x80000000 : any;
+        }
     }
     while (!limbs.empty() && limbs.back() == 0)
         limbs.pop_back();
@@ -253,7 +268,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (op % 8 == 7) {
         const Limbs m = Take(feed, 12);
-        const Limbs e = Take(feed, 2);
+        Limbs e = Take(feed, 2, false);
+        if (m.size() > 20 && !e.empty())
+            e.assign(1, e[0] % 255 + 1); // more would take its time
         Power(Take(feed, 20), e, m);
         return 0;
     }
