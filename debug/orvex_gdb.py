@@ -18,8 +18,8 @@ BYTES_SHOWN = 32
 
 
 def first_field(value):
-    """The only field of a plain value such as Char, Clock and Time."""
-    return value[[f.name for f in value.type.fields() if not getattr(f, "static", False)][0]]
+    """The only field of a plain value such as Char, Clock and Time; static ones lie nowhere in it."""
+    return value[[f.name for f in value.type.fields() if hasattr(f, "bitpos")][0]]
 
 
 def fields_of(value):
