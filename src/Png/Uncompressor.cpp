@@ -139,7 +139,8 @@ bool ReadCodeLengths(BitReader& bits, const ZrPngHuffmanTree* root, unsigned int
             lengths[at++] = leaf->value;
             continue;
         }
-        if (leaf->value == 16 && at == 0)
+        // A tree that is a bare root has no symbol, and 16 nothing to repeat at first.
+        if (leaf->value == NoSymbol || (leaf->value == 16 && at == 0))
             return false;
         const unsigned int repeated = leaf->value == 16 ? lengths[at - 1] : 0;
         const unsigned int least = leaf->value == 18 ? 11 : 3;

@@ -869,17 +869,21 @@ TEST(ZrPngUncompressor, DynamicHeaderGivesItsFourArrays)
     EXPECT_EQ(128u, mask);
 }
 
-TEST(ZrPngUncompressor, DynamicHeaderThatEndsEarlyIsRefused)
+TEST(ZrPngUncompressor, DynamicHeaderThatCannotBeReadIsRefused)
 {
     unsigned hlit, hdist, hclen;
     unsigned *literalLengths, *literalCodes, *distanceLengths, *distanceCodes;
     unsigned lengths[322];
     unsigned codes[322];
-    unsigned position = 0;
-    unsigned mask = 1;
+    const auto decode = [&](const Bytes& header) {
+        unsigned position = 2;
+        unsigned mask = 1;
+        return ZrPngUncompressor().DecodeDynamicHuffmanCode(
+            hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths, distanceCodes,
+            lengths, codes, header.data(), position, mask);
+    };
     // One code of 1 bit for code lengths, 16: it repeats a length that is not there.
-    const Bytes stream = BitWriter(0, 0x20).Number(0, 8).Stream();
-    EXPECT_EQ(0, ZrPngUncompressor().DecodeDynamicHuffmanCode(
-                     hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths,
-                     distanceCodes, lengths, codes, stream.data(), position, mask));
+    EXPECT_EQ(0, decode(BitWriter().Number(0, 14).Number(1, 3).Number(0, 24).Stream()));
+    // None at all: the tree is a bare root.
+    EXPECT_EQ(0, decode(BitWriter().Number(0, 14).Number(0, 27).Stream()));
 }
