@@ -101,11 +101,12 @@ public:
     static int Signals() { return signals; }
 
 private:
-    static volatile std::sig_atomic_t signals;
+    static std::atomic<int> signals; // handlers run in any thread
+    static_assert(std::atomic<int>::is_always_lock_free, "a handler must not wait");
     struct sigaction old;
 };
 
-volatile std::sig_atomic_t Storm::signals = 0;
+std::atomic<int> Storm::signals{0};
 
 /// Keeps signals from a thread that is not meant to get them.
 void BlockSignals()
@@ -345,6 +346,7 @@ TEST(SignalStorm, LetsNobodyThroughAMutex)
     Mutex mutex;
     bool unlocked = false;
     mutex.Lock();
+    const Storm storm;
     std::thread holder([&] {
         BlockSignals();
         while (Storm::Signals() < 50)
@@ -352,7 +354,6 @@ TEST(SignalStorm, LetsNobodyThroughAMutex)
         unlocked = true;
         mutex.Unlock();
     });
-    const Storm storm;
     EXPECT_EQ(0, mutex.Lock());
     EXPECT_TRUE(unlocked);
     mutex.Unlock();
