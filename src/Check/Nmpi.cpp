@@ -72,8 +72,9 @@ Column ProductColumn(const std::uint32_t* a, unsigned long aLength, const std::u
     Column column;
     const std::uint32_t* up = a + (k < bLength ? 0 : k - (bLength - 1));
     const std::uint32_t* const last = a + std::min(k, aLength - 1);
-    for (const std::uint32_t* down = b + (k - static_cast<unsigned long>(up - a)); up <= last;)
-        column.AddProduct(*up++, *down--);
+    // `down` stands one limb above the factor, so that it never leaves the array at its lower end.
+    for (const std::uint32_t* down = b + (k - static_cast<unsigned long>(up - a)) + 1; up <= last;)
+        column.AddProduct(*up++, *--down);
     return column;
 }
 
@@ -239,14 +240,14 @@ void NmpiBaseBuffer::NocheckIntSet(unsigned long value)
 void NmpiBaseBuffer::NocheckSetBuffer(const BufferBase& buffer)
 {
     Clear();
-    const unsigned char* const last = buffer.End();
+    const unsigned char* at = buffer.End();
     const unsigned char* first = buffer.Begin();
     // Leading zeros are not even written, so that they need no room.
-    while (first != last && *first == 0)
+    while (first != at && *first == 0)
         ++first;
-    const unsigned long count = static_cast<unsigned long>(last - first);
+    const unsigned long count = static_cast<unsigned long>(at - first);
     for (unsigned long i = 0; i < count; ++i)
-        begin[i / 4] |= static_cast<std::uint32_t>(last[-1 - static_cast<long>(i)]) << 8 * (i % 4);
+        begin[i / 4] |= std::uint32_t{*--at} << 8 * (i % 4);
     end = begin + (count + 3) / 4;
 }
 
