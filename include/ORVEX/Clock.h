@@ -26,8 +26,8 @@ public:
     int Comp(const Clock& other) const;
 
     /// This duration rounded up to whole ticks of the system's clock: with 100 ticks a second 1 and
-    /// 10 become 10, 11 becomes 20. 0 stays 0. A duration less than a tick below 2^32 ms wraps to a
-    /// small one.
+    /// 10 become 10, 11 becomes 20. 0 stays 0. A duration less than a tick below 2^32 ms wraps
+    /// to 0.
     Clock GetRoundupSystemClock() const;
 
     /// Length of a tick of the system's clock in milliseconds, at least 1. 0 until

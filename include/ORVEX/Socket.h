@@ -47,20 +47,23 @@ public:
 
     /// Binds the socket to a port of all interfaces, which other sockets may share (SO_REUSEADDR).
     /// @param portNumber  the port; 0 lets the system choose one
-    /// @param group   the address of the group that a multicast socket joins; others ignore it
+    /// @param group       address of the group that a multicast socket joins; others ignore it
     /// @return false when the port cannot be had or the group not be joined; the socket stays open,
     /// in the second case bound
     bool Bind(unsigned short portNumber, unsigned long group);
 
     /// Sends all bytes as one datagram. An empty range makes an empty datagram.
+    /// @param data        the bytes
+    /// @param address     the receiver's address; the low 32 bits count
+    /// @param portNumber  the receiver's port
     /// @return whether every byte was sent
     bool SendTo(const BufferBase& data, unsigned long address, unsigned short portNumber);
 
     /// Waits for one datagram, however long it takes, and takes at most 1500 bytes of it; what is
     /// longer is cut.
-    /// @param data     receives the bytes; after a failure it is 1500 bytes of any value long
-    /// @param address  receives the sender's address; stays as it is after a failure
-    /// @param portNumber   receives the sender's port; stays as it is after a failure
+    /// @param data        receives the bytes; after a failure it is 1500 bytes of any value long
+    /// @param address     receives the sender's address; stays as it is after a failure
+    /// @param portNumber  receives the sender's port; stays as it is after a failure
     /// @return false when the system fails or a signal interrupts the wait, and for an empty
     /// datagram
     /// @throws Err  ERR_MEMORY from src/Buffer/Buffer: data 1500 before anything is received, or

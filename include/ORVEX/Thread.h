@@ -66,7 +66,8 @@ public:
 
     void Wakeup(); ///< Ends the thread's current or next sleep, as SleepWakeup::Wakeup.
 
-    bool StopRequested() const; ///< Whether SetStop or Stop was called since the last Start.
+    /// Whether the thread has been asked to stop, by SetStop or Stop, since the last Start.
+    bool StopRequested() const;
 
     void __StopWait(); ///< Joins the thread, which must have been started.
 
