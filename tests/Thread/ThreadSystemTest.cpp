@@ -107,8 +107,16 @@ class Opened : public ThreadBase {
 public:
     Opened() : ThreadBase(ThreadBaseCalled{Nothing, nullptr}) {}
     static void* Nothing(void*) { return nullptr; }
+    bool IsActive() const { return active; }
     bool Started() const { return started; }
     const ThreadBaseCalled* Called() const { return &called; }
+};
+
+// A place to sleep that shows its flags.
+class OpenedPlace : public SleepWakeup {
+public:
+    bool IsActive() const { return active; }
+    bool IsPosted() const { return wakeupPosted; }
 };
 
 const Calls startCalls[] = {
@@ -206,6 +214,73 @@ TEST(ThreadSystem, StopAsksWakesJoinsAndLeavesTheAttributesAlone)
     thread.Stop();
     thread.StopWait();
     EXPECT_EQ(2u, system.calls.size());
+}
+
+TEST(ThreadSystem, StopRequestStandsBeforeTheWakerAndStartedUntilTheJoin)
+{
+    Opened thread;
+    Recorded system;
+    thread.Start(ThreadBase::Normal, 65536);
+    system.calls.clear();
+    system.semPost = [&](sem_t*) {
+        EXPECT_TRUE(thread.StopRequested()); // whoever is woken finds it
+        EXPECT_FALSE(thread.IsActive());
+        return system.Note("post");
+    };
+    system.join = [&](pthread_t, void**) {
+        EXPECT_TRUE(thread.Started());
+        return system.Note("join");
+    };
+    thread.Stop();
+    EXPECT_EQ((Calls{"post", "join"}), system.calls);
+    EXPECT_FALSE(thread.Started());
+}
+
+TEST(ThreadSystem, StartRearmsThenWithdrawsTheRequestThenCreates)
+{
+    Opened thread;
+    Recorded system;
+    thread.SetStop();
+    system.semTrywait = [&](sem_t*) {
+        EXPECT_FALSE(thread.IsActive());
+        EXPECT_TRUE(thread.StopRequested());
+        return system.Note("trywait");
+    };
+    system.attrInit = [&](pthread_attr_t* a) {
+        EXPECT_TRUE(thread.IsActive());
+        EXPECT_FALSE(thread.StopRequested());
+        EXPECT_FALSE(thread.Started());
+        system.attributes = a;
+        return system.Note("init");
+    };
+    thread.Start(ThreadBase::Normal, 65536);
+    EXPECT_EQ("post", system.calls.at(0)); // SetStop's
+    EXPECT_EQ("trywait", system.calls.at(1));
+    EXPECT_EQ("init", system.calls.at(2));
+    EXPECT_TRUE(thread.Started());
+    thread.StopWait();
+}
+
+TEST(ThreadSystem, SetStopAgainPostsNothing)
+{
+    Opened thread;
+    Recorded system;
+    thread.SetStop();
+    thread.SetStop();
+    EXPECT_EQ(Calls{"post"}, system.calls);
+}
+
+TEST(ThreadSystem, PlainJoinOnlyJoins)
+{
+    Opened thread;
+    Recorded system;
+    thread.Start(ThreadBase::Normal, 65536);
+    system.calls.clear();
+    thread.__StopWait();
+    EXPECT_EQ(Calls{"join"}, system.calls);
+    EXPECT_TRUE(thread.Started()); // it is StopWait that notes the end
+    EXPECT_FALSE(thread.StopRequested());
+    thread.StopWait();
 }
 
 TEST(ThreadSystem, StopWaitOnlyJoins)
@@ -500,6 +575,91 @@ TEST(SleepWakeupSystem, ForeverWaitsOnceWhateverComesOfIt)
     };
     EXPECT_EQ(1, place.Forever());
     EXPECT_EQ(1, waits);
+}
+
+TEST(SleepWakeupSystem, FlagsChangeBeforeThePost)
+{
+    OpenedPlace place;
+    Installed system;
+    bool expectedActive = true;
+    int posts = 0;
+    system.semPost = [&](sem_t*) {
+        EXPECT_TRUE(place.IsPosted());
+        EXPECT_EQ(expectedActive, place.IsActive());
+        ++posts;
+        return 0;
+    };
+    place.Wakeup();
+    EXPECT_EQ(1, posts);
+    system.semWait = [](sem_t*) { return 0; };
+    EXPECT_EQ(1, place.Forever());
+    expectedActive = false;
+    place.Inactive();
+    EXPECT_EQ(2, posts);
+}
+
+TEST(SleepWakeupSystem, FlagOfTheWakeupFallsBehindTheWait)
+{
+    OpenedPlace place;
+    Installed system;
+    system.semPost = [](sem_t*) { return 0; };
+    system.semWait = [&place](sem_t*) {
+        EXPECT_TRUE(place.IsPosted());
+        return 0;
+    };
+    place.Wakeup();
+    EXPECT_EQ(1, place.Forever());
+    EXPECT_FALSE(place.IsPosted());
+    for (const int result : {0, -1}) {
+        system.semTimedwait = [&place, result](sem_t*, const timespec*) {
+            EXPECT_TRUE(place.IsPosted());
+            return result;
+        };
+        place.Wakeup();
+        EXPECT_EQ(result == 0 ? 1 : 0, place.Sleep(Clock(10)));
+        EXPECT_FALSE(place.IsPosted());
+    }
+}
+
+TEST(SleepWakeupSystem, ActiveClearsBeforeItAllowsSleepsAndReturnsWhatTheClearingDid)
+{
+    for (const int result : {0, -1, 3}) {
+        OpenedPlace place;
+        Installed system;
+        system.semPost = [](sem_t*) { return 0; };
+        place.Inactive();
+        int clearings = 0;
+        system.semTrywait = [&](sem_t*) {
+            EXPECT_FALSE(place.IsActive());
+            ++clearings;
+            return result;
+        };
+        EXPECT_EQ(result, place.Active());
+        EXPECT_TRUE(place.IsActive());
+        EXPECT_TRUE(place.IsPosted());
+        EXPECT_EQ(1, clearings);
+    }
+}
+
+TEST(SleepWakeupSystem, InactivePlaceAsksTheSystemForNothing)
+{
+    OpenedPlace place;
+    place.Inactive();
+    Installed system;
+    const auto fail = [](sem_t*) {
+        ADD_FAILURE() << "an inactive place touches its semaphore";
+        return 0;
+    };
+    system.semWait = fail;
+    system.semTrywait = fail;
+    system.semPost = fail;
+    system.semTimedwait = [&fail](sem_t* s, const timespec*) { return fail(s); };
+    system.yield = [&fail] { return fail(nullptr); };
+    EXPECT_EQ(2, place.Forever());
+    EXPECT_EQ(2, place.Sleep(Clock(1000)));
+    EXPECT_EQ(2, place.Sleep(Clock(0)));
+    place.Inactive();
+    EXPECT_TRUE(place.IsPosted());
 }
 
 TEST(SleepWakeupSystem, SleepOfZeroClearsThenYields)
