@@ -17,6 +17,8 @@ using ORVEX::CRC8;
 
 static_assert(std::is_same<decltype(CRC32::Table), const std::uint32_t[256]>::value, "256 entries");
 static_assert(std::is_same<decltype(CRC8::Table), const std::uint8_t[256]>::value, "256 entries");
+static_assert(std::is_same<decltype(&CRC32::Get), std::uint32_t (CRC32::*)()>::value, "not const");
+static_assert(std::is_same<decltype(&CRC8::Get), std::uint8_t (CRC8::*)()>::value, "not const");
 static_assert(sizeof(CRC32) == 4 && sizeof(CRC8) == 1, "the register is all there is");
 
 namespace {

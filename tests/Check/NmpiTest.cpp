@@ -821,6 +821,16 @@ TEST(NmpiBaseNocheck, ModExpDoesNotSquareBehindTheLastBit)
     EXPECT_EQ((Limbs{3}), result.Used());
 }
 
+TEST(NmpiBaseNocheck, ModExpModuloZeroReducesNothing)
+{
+    Guarded result(4, {3}), e(1, {21}), zero(1), power(4), quotient(1, {5});
+    result->NocheckModExp(*e, *zero, *power, *quotient);
+    EXPECT_EQ((Limbs{0x6F7C52B3, 0x2}), result.Used()); // 3^21 is 10460353203
+    EXPECT_TRUE(result.Sound());
+    EXPECT_TRUE(power.Sound());
+    EXPECT_EQ(Limbs(), quotient.Used());
+}
+
 TEST(NmpiBaseNocheck, AllSmallPowersAreGmps)
 {
     for (std::uint32_t base = 0; base < 12; ++base) {
@@ -877,6 +887,27 @@ TEST(NmpiConst, StandsForItsLimbs)
     static const std::uint32_t thirteen[] = {13};
     base.NocheckModExp(NmpiConst(thirteen, 1), modulus, power, quotient);
     EXPECT_EQ((Limbs{445}), Limbs(base.begin, base.end));
+}
+
+TEST(NmpiConst, StandsForTheOperandOfEveryOperation)
+{
+    static const std::uint32_t limbs[] = {5, 1};
+    const NmpiConst constant(limbs, 2);
+    Nmpi<4> number;
+    Nmpi<4> quotient;
+    number.NocheckCopy(constant);
+    EXPECT_EQ(0, number.Comp(constant));
+    number.NocheckAdd(constant);
+    EXPECT_EQ((Limbs{10, 2}), Limbs(number.begin, number.end));
+    number.NocheckSub(constant);
+    EXPECT_EQ((Limbs{5, 1}), Limbs(number.begin, number.end));
+    number.NocheckMul(constant);
+    EXPECT_EQ((Limbs{25, 10, 1}), Limbs(number.begin, number.end));
+    number.NocheckDiv(constant, quotient);
+    EXPECT_EQ(Limbs(), Limbs(number.begin, number.end));
+    EXPECT_EQ((Limbs{5, 1}), Limbs(quotient.begin, quotient.end));
+    EXPECT_EQ(5u, limbs[0]);
+    EXPECT_EQ(1u, limbs[1]);
 }
 
 TEST(NmpiConst, NoLimbsAreZero)

@@ -531,6 +531,32 @@ TEST_F(SocketCalls, ReceiveIsOneCallForAtMost1500Bytes)
     EXPECT_EQ(0x1234, port);
 }
 
+TEST_F(SocketCalls, BorrowedRangeIsLeftAloneAndNotReceivedInto)
+{
+    Opened(SocketV4::TypeBroadcast);
+    calls.datagram = "four";
+    calls.received = 4;
+    for (const unsigned long length : {1ul, 1500ul, 4000ul}) {
+        std::vector<unsigned char> lent(length, 0xEE);
+        Buffer borrower;
+        borrower.Replace(lent.data(), length);
+        EXPECT_TRUE(Watched([&] { return socket.ReceiveFrom(borrower, address, port); }));
+        EXPECT_EQ(4ul, borrower.Length());
+        EXPECT_NE(lent.data(), borrower.Begin());
+        EXPECT_EQ(static_cast<long>(length), std::count(lent.begin(), lent.end(), 0xEE));
+    }
+}
+
+TEST_F(SocketCalls, AddressesBeyond32BitsAreCutToTheirLowBits)
+{
+    if (sizeof(unsigned long) == 4)
+        GTEST_SKIP() << "unsigned long has 32 bits here";
+    Opened(SocketV4::TypeBroadcast);
+    const unsigned long above = static_cast<unsigned long>(0x700000000ull);
+    Watched([&] { return socket.SendTo(BufferBase::Zero, above + 0xC0A80001, 4711); });
+    EXPECT_EQ(CallList{"sendto 70 \"\" 0 192.168.0.1:4711"}, calls.made);
+}
+
 TEST_F(SocketCalls, ReceivedLengthsOutsideTheLimitsAreFailures)
 {
     Opened(SocketV4::TypeBroadcast);
