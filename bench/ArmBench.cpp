@@ -14,7 +14,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 namespace {
 
@@ -27,39 +26,9 @@ unsigned long result = 0;
     std::exit(1);
 }
 
-struct PngSource {
-    const unsigned char* at;
-};
-
-void ReadBytes(png_structp png, png_bytep bytes, png_size_t count)
-{
-    auto* source = static_cast<PngSource*>(png_get_io_ptr(png));
-    std::memcpy(bytes, source->at, count);
-    source->at += count;
-}
-
 void DecodeByLibpng(const std::vector<unsigned char>& file)
 {
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png)))
-        Fail("libpng does not read its own file");
-    PngSource source = {file.data()};
-    png_set_read_fn(png, &source, ReadBytes);
-    png_read_info(png, info);
-    png_set_expand(png);
-    png_set_gray_to_rgb(png);
-    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
-    png_read_update_info(png, info);
-    const std::size_t stride = png_get_rowbytes(png, info);
-    const std::uint32_t height = png_get_image_height(png, info);
-    std::vector<unsigned char> pixels(stride * height);
-    std::vector<png_bytep> rows(height);
-    for (std::uint32_t y = 0; y < height; ++y)
-        rows[y] = pixels.data() + y * stride;
-    png_read_image(png, rows.data());
-    png_read_end(png, nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
+    const std::vector<unsigned char> pixels = pictures::PixelsByLibpng(file);
     result += pixels[pixels.size() / 2];
 }
 

@@ -2,8 +2,8 @@
 #ifndef ORVEX_BENCH_PICTURES_H
 #define ORVEX_BENCH_PICTURES_H
 
-// Deterministic pictures, the same on every machine, and PNG files of them by libpng (zlib level
-// 6, adaptive filters).
+// Deterministic pictures, the same on every machine, and libpng, which makes PNG files of them
+// (zlib level 6, adaptive filters) and reads them back.
 
 #include <png.h>
 
@@ -11,6 +11,7 @@
 #include <csetjmp>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -155,6 +156,41 @@ inline std::vector<unsigned char> PngFile(const Picture& picture, bool interlace
     png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
     png_destroy_write_struct(&png, &info);
     return file;
+}
+
+inline void Take(png_structp png, png_bytep bytes, png_size_t count)
+{
+    auto* const at = static_cast<const unsigned char**>(png_get_io_ptr(png));
+    std::memcpy(bytes, *at, count);
+    *at += count;
+}
+
+/// A PNG file's pixels by libpng: 8-bit R, G, B, A.
+inline std::vector<unsigned char> PixelsByLibpng(const std::vector<unsigned char>& file)
+{
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png)))
+        std::abort();
+    const unsigned char* at = file.data();
+    png_set_read_fn(png, &at, Take);
+    png_read_info(png, info);
+    png_set_expand(png);
+    png_set_strip_16(png);
+    png_set_gray_to_rgb(png);
+    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
+    png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    const std::size_t stride = png_get_rowbytes(png, info);
+    const std::uint32_t height = png_get_image_height(png, info);
+    std::vector<unsigned char> pixels(stride * height);
+    std::vector<png_bytep> rows(height);
+    for (std::uint32_t y = 0; y < height; ++y)
+        rows[y] = pixels.data() + y * stride;
+    png_read_image(png, rows.data());
+    png_read_end(png, nullptr);
+    png_destroy_read_struct(&png, &info, nullptr);
+    return pixels;
 }
 
 } // namespace pictures

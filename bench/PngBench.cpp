@@ -57,44 +57,10 @@ void ByOrvex(benchmark::State& state, const File& file)
 }
 
 #ifdef BENCH_libpng
-void ReadBytes(png_structp png, png_bytep bytes, png_size_t count)
-{
-    auto* const at = static_cast<const unsigned char**>(png_get_io_ptr(png));
-    std::memcpy(bytes, *at, count);
-    *at += count;
-}
-
-void DecodeByLibpng(const File& file)
-{
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png)))
-        Fail("libpng does not read its own file");
-    const unsigned char* at = file.data();
-    png_set_read_fn(png, &at, ReadBytes);
-    png_read_info(png, info);
-    png_set_expand(png);
-    png_set_strip_16(png);
-    png_set_gray_to_rgb(png);
-    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
-    png_set_interlace_handling(png);
-    png_read_update_info(png, info);
-    const std::size_t stride = png_get_rowbytes(png, info);
-    const std::uint32_t height = png_get_image_height(png, info);
-    std::vector<unsigned char> pixels(stride * height);
-    std::vector<png_bytep> rows(height);
-    for (std::uint32_t y = 0; y < height; ++y)
-        rows[y] = pixels.data() + y * stride;
-    png_read_image(png, rows.data());
-    png_read_end(png, nullptr);
-    png_destroy_read_struct(&png, &info, nullptr);
-    benchmark::DoNotOptimize(pixels.data());
-}
-
 void ByLibpng(benchmark::State& state, const File& file)
 {
     for (auto _ : state)
-        DecodeByLibpng(file);
+        benchmark::DoNotOptimize(pictures::PixelsByLibpng(file).data());
 }
 #endif
 
