@@ -8,6 +8,10 @@ namespace ORVEX {
 Err::Err(const char* path, int lineNumber, ERR_CODE kind, int context)
     : file(path), line(lineNumber), code(kind), data(context)
 {
+    // Static objects may fail before the streams are ready: in a static library nothing else says
+    // that these come first.
+    static const std::ios_base::Init streams;
+
     // No blank or bracket between "]" and "Line:": programs search for the line as it stands.
     std::cerr << std::endl
               << "ORVEX ASSERT[" << file << "]"

@@ -1,15 +1,41 @@
 // SPDX-License-Identifier: MIT
 #include <ORVEX/Err.h>
 
+#include "EarlyRaise.h"
 #include "Support/Raised.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <iostream>
+#include <ostream>
+#include <streambuf>
+#include <string>
 #include <type_traits>
 
 using ORVEX::Err;
+
+namespace {
+
+// Takes what is printed, with a "|" for each flush.
+class FlushMarks : public std::streambuf {
+public:
+    std::string text;
+
+protected:
+    int_type overflow(int_type c) override
+    {
+        text += static_cast<char>(c);
+        return c;
+    }
+    int sync() override
+    {
+        text += '|';
+        return 0;
+    }
+};
+
+} // namespace
 
 // The order of the fields is part of the interface.
 static_assert(std::is_standard_layout<Err>::value, "Err is a plain record");
@@ -59,6 +85,49 @@ TEST(Err, NullFileLosesTheRestOfTheLine)
     });
     EXPECT_EQ("\nORVEX ASSERT[", printed);
     EXPECT_TRUE(bad);
+}
+
+TEST(Err, AfterANullFileTheStreamStaysSilentUntilItIsCleared)
+{
+    const std::string printed = PrintedBy([] {
+        Err(nullptr, 1, Err::ERR_PARAMETER, 2);
+        Err("lost", 3, Err::ERR_PARAMETER, 4);
+        std::cerr.clear();
+        Err("shown", 5, Err::ERR_PARAMETER, 6);
+    });
+    EXPECT_EQ("\nORVEX ASSERT[\nORVEX ASSERT[shown]Line:5[code:1 Data:6]\n", printed);
+}
+
+TEST(Err, BothLineEndsAreFlushedAndNothingElse)
+{
+    FlushMarks marks;
+    std::streambuf* const usual = std::cerr.rdbuf(&marks);
+    std::cerr << std::nounitbuf; // by itself the stream would flush after every piece
+    Err("a", 1, Err::ERR_MEMORY, 2);
+    std::cerr << std::unitbuf;
+    std::cerr.rdbuf(usual);
+    EXPECT_EQ("\n|ORVEX ASSERT[a]Line:1[code:3 Data:2]\n|", marks.text);
+}
+
+TEST(Err, ExceptionOfTheStreamTakesTheRecordsPlace)
+{
+    EXPECT_THROW(
+        {
+            const CapturedCerr captured;
+            std::cerr.exceptions(std::ios::badbit);
+            try {
+                throw Err(nullptr, 1, Err::ERR_PARAMETER, 2);
+            } catch (...) {
+                std::cerr.exceptions(std::ios::goodbit);
+                throw;
+            }
+        },
+        std::ios_base::failure);
+}
+
+TEST(Err, StaticObjectsMayFailBeforeMain)
+{
+    EXPECT_STREQ("\nORVEX ASSERT[early]Line:12[code:3 Data:34]\n", PrintedEarly());
 }
 
 TEST(Err, CaughtRecordHoldsTheFourArguments)
