@@ -270,6 +270,12 @@ public:
         ListBase::InsertFront(pos.Link(), node);
     }
 
+    /// Puts `node` directly behind `pos`, a node of this list; the list owns it from now on.
+    void InsertBack(Node* pos, Node* node) { ListBase::InsertBack(pos, node); }
+
+    /// Puts `node` directly before `pos`, a node of this list; the list owns it from now on.
+    void InsertFront(Node* pos, Node* node) { ListBase::InsertFront(pos, node); }
+
     void PushFront(Node* node) { ListBase::PushFront(node); } ///< The list owns it from now on.
     void PushBack(Node* node) { ListBase::PushBack(node); }   ///< The list owns it from now on.
 
@@ -285,6 +291,9 @@ public:
         ListBase::Erase(node);
         return IteratorMove(node);
     }
+
+    /// Takes `node` out and sets both its links to null; it is the caller's from now on.
+    void Erase(Node* node) { ListBase::Erase(node); }
 
     /// Takes the first node out; it is the caller's from now on.
     /// @param out  receives the node; stays as it is when the list is empty

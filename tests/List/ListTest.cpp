@@ -414,6 +414,33 @@ TEST(List, InsertsOnEitherSideOfAPosition)
     EXPECT_EQ((std::vector<int>{3, 4, 5, 6}), Items(list));
 }
 
+TEST(List, InsertsOnEitherSideOfANodeOfItsOwn)
+{
+    List<int> list = ListOf({5});
+    List<int>::Node* const five = list.Begin().GetNode();
+    List<int>::Node* const three = new List<int>::Node(3);
+    list.InsertFront(five, three);
+    list.InsertBack(three, new List<int>::Node(4));
+    list.InsertBack(five, new List<int>::Node(6));
+    EXPECT_EQ((std::vector<int>{3, 4, 5, 6}), Items(list));
+}
+
+TEST(List, ErasedNodeIsTheCallers)
+{
+    List<Counted> list;
+    for (int i = 1; i <= 3; ++i)
+        list.PushBack(new List<Counted>::Node(Counted(i)));
+    List<Counted>::Node* const second = (++list.Begin()).GetNode();
+    list.Erase(second);
+    EXPECT_EQ(nullptr, second->next);
+    EXPECT_EQ(nullptr, second->prev);
+    EXPECT_EQ(2, second->item.number); // not released
+    EXPECT_EQ(3, (++list.Begin())->number);
+    EXPECT_EQ(3, Counted::living);
+    delete second;
+    EXPECT_EQ(2, Counted::living);
+}
+
 TEST(List, ClearDestroysFromFrontToBackAndLeavesAnEmptyList)
 {
     {
