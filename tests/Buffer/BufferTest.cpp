@@ -42,6 +42,24 @@ private:
     }
 };
 
+// A range with room for four bytes inside, which writes down what it is asked for.
+class FourBytes : public BufferBase {
+public:
+    FourBytes() : BufferBase(room, 0) {}
+
+    unsigned long TryResizeNoCopy(unsigned long n) override
+    {
+        asked.push_back(n);
+        end = begin + std::min(n, 4ul);
+        return Length();
+    }
+
+    std::vector<unsigned long> asked;
+
+private:
+    unsigned char room[4] = {};
+};
+
 // Looks at the empty range while static objects are being constructed.
 const bool zeroWasReady = BufferBase::Zero.Begin() == nullptr && BufferBase::Zero.Empty() &&
                           BufferBase::Zero.Comp(BufferBase()) == 0;
@@ -132,6 +150,21 @@ TEST(BufferBase, CopyBetweenRangesOfDifferentLengthsRaisesTheSourcesLength)
     EXPECT_EQ((Bytes{5, 5, 5}), to);
     EXPECT_EQ(to.data(), target.Begin());
     EXPECT_EQ(3ul, target.Length());
+}
+
+TEST(BufferBase, CopyAsksADerivedRangeOnceAndTakesWhatFits)
+{
+    FourBytes range;
+    Bytes bytes{1, 2, 3, 4, 5};
+    range.Copy(BufferBase(bytes.data(), 3));
+    EXPECT_EQ((Bytes{1, 2, 3}), BytesOf(range));
+    range.Copy(bytes.data() + 1, bytes.data() + 5);
+    EXPECT_EQ((Bytes{2, 3, 4, 5}), BytesOf(range));
+    EXPECT_EQ((std::vector<unsigned long>{3, 4}), range.asked);
+
+    ExpectRaises(File, Err::ERR_PARAMETER, 5, [&] { range.Copy(RangeOf(bytes)); });
+    ExpectRaises(File, Err::ERR_PARAMETER, 5, [&] { range.Copy(bytes.data(), bytes.data() + 5); });
+    EXPECT_EQ((Bytes{2, 3, 4, 5}), BytesOf(range)); // nothing is copied
 }
 
 TEST(BufferBase, CopyToleratesAnOverlap)

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <deque>
 #include <random>
+#include <semaphore.h>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -60,6 +61,20 @@ const char* PointerAt(const Stream& stream, std::size_t offset)
 const char* NodeOf(const BufferBase& buffer)
 {
     return reinterpret_cast<const char*>(&buffer) - sizeof(ORVEX::ListBase::NodeLink);
+}
+
+// The stream's locks, where they lie in it.
+Mutex& FilledLock(Stream& stream)
+{
+    return *reinterpret_cast<Mutex*>(reinterpret_cast<char*>(&stream) + 2 * sizeof(List<Buffer>));
+}
+Mutex& FreeLock(Stream& stream) { return *(&FilledLock(stream) + 1); }
+
+bool IsLocked(Mutex& lock)
+{
+    int count = -1;
+    sem_getvalue(reinterpret_cast<sem_t*>(&lock), &count);
+    return count <= 0;
 }
 
 // Packets that say which they are: a number of 4 bytes, then bytes that follow from it.
@@ -285,6 +300,118 @@ TEST(Stream, ClearLeavesTheHeldPacketsAlone)
     EXPECT_EQ("written", Text(stream.PushBackStart()));
     stream.PushBackEnd();
     EXPECT_EQ("written", Text(stream.PopFrontStart()));
+}
+
+TEST(Stream, ClearedBuffersGoBehindThoseThatAreFree)
+{
+    Stream stream;
+    for (const char* text : {"read", "one", "two"})
+        Push(stream, text);
+    Pop(stream);
+    stream.Clear();
+    for (const char* text : {"read", "one", "two"}) {
+        EXPECT_EQ(text, Text(stream.PushBackStart()));
+        stream.PushBackEnd();
+    }
+}
+
+// In the following two a lock too many would make the test hang.
+
+TEST(Stream, WaitingPacketsNeedNotTheLockOfTheFreeOnes)
+{
+    Stream stream;
+    Push(stream, "one");
+    Fill(stream.PushBackStart(), "two");
+    FreeLock(stream).Lock();
+    EXPECT_FALSE(stream.Empty());
+    EXPECT_EQ(3, stream.Size());
+    EXPECT_EQ("two", Text(stream.PushBackStart())); // still the packet being filled
+    stream.PushBackEnd();
+    EXPECT_EQ("one", Text(stream.PopFrontStart()));
+    FreeLock(stream).Unlock();
+    stream.PopFrontEnd();
+    EXPECT_EQ("two", Pop(stream));
+}
+
+TEST(Stream, FreeBuffersNeedNotTheLockOfTheWaitingOnes)
+{
+    Stream stream;
+    Push(stream, "one");
+    stream.PopFrontStart();
+    FilledLock(stream).Lock();
+    stream.PopFrontEnd();
+    EXPECT_EQ("one", Text(stream.PushBackStart()));
+    stream.PopFrontEnd(); // nothing is held
+    FilledLock(stream).Unlock();
+    stream.PushBackEnd();
+    EXPECT_EQ("one", Pop(stream));
+}
+
+TEST(Stream, EveryOperationGivesItsLocksBack)
+{
+    Stream stream;
+    const auto bothAreFree = [&] {
+        return !IsLocked(FilledLock(stream)) && !IsLocked(FreeLock(stream));
+    };
+    EXPECT_TRUE(bothAreFree());
+    for (int round = 0; round < 2; ++round) { // without free buffers, then with
+        Buffer& packet = stream.PushBackStart();
+        EXPECT_TRUE(bothAreFree());
+        packet.Resize(0);
+        stream.PushBackEnd(); // not queued
+        EXPECT_TRUE(bothAreFree());
+        Fill(packet, "x");
+        stream.PushBackEnd();
+        EXPECT_TRUE(bothAreFree());
+        stream.Size();
+        EXPECT_TRUE(bothAreFree());
+        stream.Empty();
+        EXPECT_TRUE(bothAreFree());
+        stream.PopFrontStart(); // a packet
+        EXPECT_TRUE(bothAreFree());
+        stream.PopFrontStart(); // none
+        EXPECT_TRUE(bothAreFree());
+        stream.PopFrontEnd();
+        EXPECT_TRUE(bothAreFree());
+        Push(stream, "y");
+        stream.Clear();
+        EXPECT_TRUE(bothAreFree());
+    }
+}
+
+TEST(Stream, ClearTakesTheLockOfTheWaitingPacketsFirst)
+{
+    Stream stream;
+    Push(stream, "x");
+    FreeLock(stream).Lock();
+    std::thread cleaner([&] { stream.Clear(); });
+    // In the other order it would wait without ever having taken this one.
+    while (!IsLocked(FilledLock(stream)))
+        std::this_thread::yield();
+    FreeLock(stream).Unlock();
+    cleaner.join();
+    EXPECT_TRUE(stream.Empty());
+}
+
+TEST(Stream, PopStartHoldsOneLockAtATime)
+{
+    Stream stream;
+    Push(stream, "one");
+    Push(stream, "two");
+    const char* const first = NodeOf(stream.PopFrontStart());
+    FilledLock(stream).Lock();
+    std::thread consumer([&] { EXPECT_EQ("two", Text(stream.PopFrontStart())); });
+    // It gives the first packet back and waits for the second; if it kept the other lock while it
+    // waits, this would wait for ever.
+    const char* firstFree = nullptr;
+    while (firstFree != first) {
+        std::this_thread::yield();
+        FreeLock(stream).Lock();
+        firstFree = PointerAt(stream, sizeof(List<Buffer>));
+        FreeLock(stream).Unlock();
+    }
+    FilledLock(stream).Unlock();
+    consumer.join();
 }
 
 TEST(Stream, RandomUseMatchesAQueue)

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
+using ORVEX::ArrayBase;
 using ORVEX::AutoPointer;
 using ORVEX::Err;
 using ORVEX::Vector;
@@ -28,6 +31,22 @@ template <class T> void MakeOne()
     const AutoPointer<T> pointer;
     sink = &*pointer;
 }
+
+// The third of them in a row cannot be constructed.
+struct Brittle {
+    static int living;
+    Brittle()
+    {
+        if (living == 2)
+            throw std::runtime_error("the third one");
+        ++living;
+    }
+    Brittle(const Brittle&) = delete;
+    Brittle& operator=(const Brittle&) = delete;
+    ~Brittle() { --living; }
+};
+
+int Brittle::living = 0;
 
 struct NeedsMore {
     NeedsMore() : more(new int) {}
@@ -78,6 +97,30 @@ TEST(Vector, RefusedCopyLeavesNothing)
     EXPECT_FALSE(target.Owned());
     target = source;
     EXPECT_EQ(5ul, target.Length());
+}
+
+TEST(Vector, OtherExceptionsPassAndEmptyTheVector)
+{
+    Vector<Brittle> vector;
+    vector.TryResizeNoCopy(1);
+    const long blocks = LiveBlocks();
+    EXPECT_THROW(vector.TryResizeNoCopy(5), std::runtime_error);
+    EXPECT_EQ(0, Brittle::living);
+    EXPECT_EQ(blocks - 1, LiveBlocks());
+    EXPECT_EQ(nullptr, vector.Begin());
+    EXPECT_EQ(nullptr, vector.End());
+    EXPECT_FALSE(vector.Owned());
+    EXPECT_EQ(2ul, vector.TryResizeNoCopy(2));
+}
+
+TEST(Vector, ReleasesItsArrayWhenItIsDeletedThroughItsBase)
+{
+    const long blocks = LiveBlocks();
+    ArrayBase<long>* const base = new Vector<long>;
+    base->TryResizeNoCopy(9);
+    EXPECT_EQ(blocks + 2, LiveBlocks());
+    delete base;
+    EXPECT_EQ(blocks, LiveBlocks());
 }
 
 TEST(Vector, ElementsAreLeftAsTheHeapGaveThem)
