@@ -124,7 +124,8 @@ public:
         AllocatorBase::Free();
     }
 
-    /// Makes the size 0 and forgets the live elements; keeps the block where the policy lets it.
+    /// Forgets the live elements and makes the size 0, which a fixed capacity leaves as it is.
+    /// The block stays: an emptied one always may.
     void Clear()
     {
         if (!ReAlloc(0))
