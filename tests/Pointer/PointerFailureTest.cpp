@@ -117,6 +117,7 @@ TEST(Vector, ReleasesItsArrayWhenItIsDeletedThroughItsBase)
 {
     const long blocks = LiveBlocks();
     ArrayBase<long>* const base = new Vector<long>;
+    sink = base;
     base->TryResizeNoCopy(9);
     EXPECT_EQ(blocks + 2, LiveBlocks());
     delete base;
