@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 using ORVEX::Color;
@@ -24,6 +25,7 @@ FontFace Pair()
 {
     FontFace face;
     face.glyphs = {{'A', 500, {{0, 0, 400, 500}}}, {'B', 500, {{0, -200, 400, 300}}}};
+    face.pairs = {{'A', 'B', -1}}; // less than a pixel
     return face;
 }
 
@@ -33,6 +35,17 @@ protected:
 
     bool Open(bool mono = false) { return font->Open(Text(path), 0, mono); }
     int Draw(const std::string& text) { return font->DrawText(Text(text), 10, Color(1, 2, 3)); }
+
+    // The calls with their arguments, and forgets them.
+    Calls Taken()
+    {
+        Calls taken;
+        for (std::size_t i = 0; i < faults.calls.size(); ++i)
+            taken.push_back(faults.calls[i] + ": " + faults.arguments[i]);
+        faults.calls.clear();
+        faults.arguments.clear();
+        return taken;
+    }
 
     TempDir folder;
     std::string path;
@@ -55,6 +68,73 @@ TEST_F(FontFault, OpenMakesTheCachesAndTouchesNoFile)
     faults.calls.clear();
     font->Close();
     EXPECT_EQ(Calls(), faults.calls);
+}
+
+TEST_F(FontFault, TheManagerKeepsWhatFreeTypeKeepsUnasked)
+{
+    ASSERT_TRUE(Open());
+    EXPECT_EQ("FTC_Manager_New: 0 0 0", Taken().at(1));
+}
+
+TEST_F(FontFault, TheFirstLineOpensTheFaceAndSelectsItsUnicodeMap)
+{
+    ASSERT_TRUE(font->Open(Text(path), 0, false));
+    Taken();
+    ASSERT_EQ(0, Draw("A"));
+    Calls calls = Taken();
+    ASSERT_LE(3u, calls.size());
+    calls.resize(3); // FreeType itself may have called more
+    EXPECT_EQ((Calls{"FTC_Manager_LookupFace: 1", "FT_New_Face: " + path + " 0",
+                     "FT_Select_Charmap: unic"}),
+              calls);
+}
+
+TEST_F(FontFault, ALineIsMeasuredAndThenDrawn)
+{
+    // Glyphs 1 and 2; x has none.
+    for (const bool mono : {false, true}) {
+        ASSERT_TRUE(Open(mono));
+        ASSERT_EQ(0, Draw("AxB")); // from here on the caches hold all that the line needs
+        Taken();
+        ASSERT_EQ(0, Draw("AxB"));
+        const std::string render =
+            "FT_Glyph_To_Bitmap: " +
+            std::to_string(static_cast<int>(mono ? FT_RENDER_MODE_MONO : FT_RENDER_MODE_NORMAL)) +
+            " no origin destroys";
+        const std::string a = "FTC_CMapCache_Lookup: 1 0 65";
+        const std::string x = "FTC_CMapCache_Lookup: 1 0 120";
+        const std::string b = "FTC_CMapCache_Lookup: 1 0 66";
+        const std::string kerning = "FT_Get_Kerning: 1 2 0";
+        const std::string imageA = "FTC_ImageCache_Lookup: 1 0 10 0 1 no node";
+        const std::string imageB = "FTC_ImageCache_Lookup: 1 0 10 0 2 no node";
+        const std::string copy = "FT_Glyph_Copy: ";
+        EXPECT_EQ((Calls{"FTC_Manager_LookupFace: 1", "FT_Get_Charmap_Index: ",
+                         "FTC_Manager_LookupSize: 1 0 640 0 72 72", // 10 in 26.6
+                         a, imageA, x, b, kerning, imageB,          // measured
+                         a, imageA, copy, render, x, b, kerning, imageB, copy, render}),
+                  Taken());
+    }
+}
+
+TEST_F(FontFault, AFaceWithoutKerningIsNotAskedForIt)
+{
+    FontFace face = Pair();
+    face.pairs.clear();
+    WriteFile(path, TrueType(face));
+    ASSERT_TRUE(Open());
+    ASSERT_EQ(0, Draw("AB"));
+    EXPECT_EQ(0, std::count(faults.calls.begin(), faults.calls.end(), "FT_Get_Kerning"));
+}
+
+TEST_F(FontFault, AFaceThatCannotBeLookedUpEndsTheLine)
+{
+    ASSERT_TRUE(Open());
+    ASSERT_EQ(0, Draw("A"));
+    faults.Fail("FTC_Manager_LookupFace", FT_Err_Invalid_Face_Handle);
+    Taken();
+    EXPECT_EQ(FT_Err_Invalid_Face_Handle, Draw("A"));
+    EXPECT_EQ(Calls{"FTC_Manager_LookupFace: 1"}, Taken());
+    EXPECT_TRUE(font->Empty());
 }
 
 TEST_F(FontFault, OpeningAgainClosesFirst)
@@ -114,9 +194,10 @@ TEST_F(FontFault, AFaceWithoutAUnicodeMapIsReleased)
     faults.calls.clear();
     faults.Fail("FT_Select_Charmap", FT_Err_Invalid_CharMap_Handle);
     EXPECT_EQ(FT_Err_Invalid_CharMap_Handle, Draw("A"));
-    ASSERT_LE(3u, faults.calls.size());
-    faults.calls.resize(3); // FreeType itself may have called more
-    EXPECT_EQ((Calls{"FT_New_Face", "FT_Select_Charmap", "FT_Done_Face"}), faults.calls);
+    ASSERT_LE(4u, faults.calls.size());
+    faults.calls.resize(4); // FreeType itself may have called more
+    EXPECT_EQ((Calls{"FTC_Manager_LookupFace", "FT_New_Face", "FT_Select_Charmap", "FT_Done_Face"}),
+              faults.calls);
     const long live = faults.LiveBlocks();
     faults.Fail("FT_Select_Charmap", FT_Err_Invalid_CharMap_Handle);
     EXPECT_EQ(FT_Err_Invalid_CharMap_Handle, Draw("A"));

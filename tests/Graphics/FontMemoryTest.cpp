@@ -3,19 +3,22 @@
 
 #include "FontFiles.h"
 #include "Lines.h"
+#include "Support/ExpectRaises.h"
 #include "Support/FailingNew.h"
 #include "Support/Raised.h"
 #include "Support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <string>
 
 using ORVEX::Color;
 using ORVEX::Err;
 using ORVEX::Font;
 
 namespace {
+
+const char InVector[] = "./include/ORVEX/../../src/Pointer/Vector";
 
 // The fields of the record that a font draws with.
 struct Engine {
@@ -29,16 +32,11 @@ struct Engine {
 
 TEST(FontMemory, ARecordThatCannotBeMadeRaisesItsSize)
 {
-    const Err err = Raised([] {
+    const int size = sizeof(void*) == 4 ? 52 : static_cast<int>(sizeof(Engine));
+    ExpectRaises("./include/ORVEX/../../src/Pointer/AutoPointer", Err::ERR_MEMORY, size, [] {
         FailingNew next;
         Font font;
     });
-    EXPECT_STREQ("./include/ORVEX/../../src/Pointer/AutoPointer", err.file);
-    EXPECT_EQ(Err::ERR_MEMORY, err.code);
-    EXPECT_EQ(static_cast<int>(sizeof(Engine)), err.data);
-    if (sizeof(void*) == 4) {
-        EXPECT_EQ(52, err.data);
-    }
 }
 
 TEST(FontMemory, NoAllocationThatFailsLeaksAnything)
@@ -64,6 +62,27 @@ TEST(FontMemory, NoAllocationThatFailsLeaksAnything)
     }
 }
 
+TEST(FontMemory, APathThatCannotBeKeptLeavesTheFontClosed)
+{
+    TempDir folder;
+    FontFace face;
+    face.glyphs = {{'A', 500, {}}};
+    WriteFile(folder.File("font.ttf"), TrueType(face));
+    const ORVEX::String path = Text(folder.File("font.ttf"));
+    const ORVEX::String longPath = Text(std::string(1000, 'x'));
+    Font font;
+    ASSERT_TRUE(font.Open(path, 0, false));
+    ASSERT_EQ(0, font.DrawText(Text("A"), 10, Color(1, 2, 3)));
+    ExpectRaises("src/Allocator/Heep", Err::ERR_MEMORY, 4, [&] {
+        FailingNew next;
+        font.Open(longPath, 0, false);
+    });
+    EXPECT_EQ(5, font.GetSize().x) << "the picture stays";
+    EXPECT_NE(0, font.DrawText(Text("A"), 10, Color(1, 2, 3)));
+    ASSERT_TRUE(font.Open(path, 0, false));
+    EXPECT_EQ(0, font.DrawText(Text("A"), 10, Color(1, 2, 3)));
+}
+
 TEST(FontMemory, PixelsThatCannotBeHadRaiseTheirNumber)
 {
     TempDir folder;
@@ -75,13 +94,10 @@ TEST(FontMemory, PixelsThatCannotBeHadRaiseTheirNumber)
     const ORVEX::String text = Text("AAA");
     ASSERT_TRUE(font.Open(path, 0, false));
     ASSERT_EQ(0, font.DrawText(text, 10, Color(1, 2, 3)));
-    const Err err = Raised([&] {
+    ExpectRaises(InVector, Err::ERR_MEMORY, 15 * 10, [&] {
         FailingNew next;
         font.DrawText(text, 10, Color(1, 2, 3));
     });
-    EXPECT_STREQ("./include/ORVEX/../../src/Pointer/Vector", err.file);
-    EXPECT_EQ(Err::ERR_MEMORY, err.code);
-    EXPECT_EQ(15 * 10, err.data);
     EXPECT_TRUE(font.Empty());
     EXPECT_EQ(0, font.DrawText(text, 10, Color(1, 2, 3)));
     EXPECT_EQ(15, font.GetSize().x);
@@ -96,11 +112,9 @@ TEST(FontMemory, ALineWiderThanAPointCanSayStopsThere)
     Font font;
     ASSERT_TRUE(font.Open(Text(folder.File("font.ttf")), 0, false));
     const ORVEX::String text = Text(std::string(70000, 'A')); // 2,240,000,000 pixels
-    const Err err = Raised([&] {
+    // 2147483647 columns of 1000 rows, in 32 bits: -1000.
+    ExpectRaises(InVector, Err::ERR_MEMORY, -1000, [&] {
         FailingNew next;
         font.DrawText(text, 1000, Color(1, 2, 3));
     });
-    EXPECT_EQ(Err::ERR_MEMORY, err.code);
-    // 2147483647 columns of 1000 rows, in 32 bits: -1000.
-    EXPECT_EQ(-1000, err.data);
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 
 #include <dlfcn.h>
@@ -84,6 +85,18 @@ void* Reallocate(FT_Memory, long oldSize, long size, void* block)
     return block;
 }
 
+// The arguments as text, one blank between them.
+template <class... Values> std::string Text(const Values&... values)
+{
+    std::ostringstream text;
+    const char* blank = "";
+    ((text << blank << values, blank = " "), ...);
+    return text.str();
+}
+
+// The constant that stands for the one face.
+std::size_t Number(FTC_FaceID id) { return reinterpret_cast<std::size_t>(id); }
+
 FT_MemoryRec_ watched = {nullptr, Allocate, Release, Reallocate};
 
 // FreeType's own function of that name.
@@ -99,11 +112,12 @@ template <class Function> Function Real(Function, const char* name)
 }
 
 // Notes the call; the error that it is to return, or 0 to let it through.
-FT_Error Noted(const char* name)
+FT_Error Noted(const char* name, const std::string& arguments = "")
 {
     if (!current)
         return 0;
     current->calls.push_back(name);
+    current->arguments.push_back(arguments);
     const auto plan = planned.find(name);
     if (plan == planned.end() || plan->second.after-- > 0)
         return 0;
@@ -174,7 +188,7 @@ FT_Error FT_Done_Library(FT_Library library)
 
 FT_Error FT_New_Face(FT_Library library, const char* path, FT_Long index, FT_Face* face)
 {
-    if (const FT_Error error = Noted("FT_New_Face"))
+    if (const FT_Error error = Noted("FT_New_Face", Text(path, index)))
         return error;
     static const auto real = Real(&FT_New_Face, "FT_New_Face");
     return real(library, path, index, face);
@@ -190,7 +204,8 @@ FT_Error FT_Done_Face(FT_Face face)
 
 FT_Error FT_Select_Charmap(FT_Face face, FT_Encoding encoding)
 {
-    if (const FT_Error error = Noted("FT_Select_Charmap"))
+    if (const FT_Error error =
+            Noted("FT_Select_Charmap", Text(encoding == FT_ENCODING_UNICODE ? "unic" : "another")))
         return error;
     static const auto real = Real(&FT_Select_Charmap, "FT_Select_Charmap");
     return real(face, encoding);
@@ -209,7 +224,9 @@ FT_Error FT_Glyph_Copy(FT_Glyph source, FT_Glyph* target)
 FT_Error FT_Glyph_To_Bitmap(FT_Glyph* glyph, FT_Render_Mode mode, const FT_Vector* origin,
                             FT_Bool destroy)
 {
-    if (const FT_Error error = Noted("FT_Glyph_To_Bitmap"))
+    if (const FT_Error error =
+            Noted("FT_Glyph_To_Bitmap",
+                  Text(mode, origin ? "origin" : "no origin", destroy ? "destroys" : "keeps")))
         return error;
     static const auto real = Real(&FT_Glyph_To_Bitmap, "FT_Glyph_To_Bitmap");
     const FT_Error error = real(glyph, mode, origin, destroy);
@@ -221,7 +238,7 @@ FT_Error FT_Glyph_To_Bitmap(FT_Glyph* glyph, FT_Render_Mode mode, const FT_Vecto
 FT_Error FTC_Manager_New(FT_Library library, FT_UInt faces, FT_UInt sizes, FT_ULong bytes,
                          FTC_Face_Requester requester, FT_Pointer data, FTC_Manager* manager)
 {
-    if (const FT_Error error = Noted("FTC_Manager_New"))
+    if (const FT_Error error = Noted("FTC_Manager_New", Text(faces, sizes, bytes)))
         return error;
     static const auto real = Real(&FTC_Manager_New, "FTC_Manager_New");
     return real(library, faces, sizes, bytes, requester, data, manager);
@@ -250,9 +267,41 @@ FT_Error FTC_ImageCache_New(FTC_Manager manager, FTC_ImageCache* cache)
     return real(manager, cache);
 }
 
+FT_Error FTC_Manager_LookupFace(FTC_Manager manager, FTC_FaceID id, FT_Face* face)
+{
+    if (const FT_Error error = Noted("FTC_Manager_LookupFace", Text(Number(id))))
+        return error;
+    static const auto real = Real(&FTC_Manager_LookupFace, "FTC_Manager_LookupFace");
+    return real(manager, id, face);
+}
+
+FT_Int FT_Get_Charmap_Index(FT_CharMap map)
+{
+    Noted("FT_Get_Charmap_Index");
+    static const auto real = Real(&FT_Get_Charmap_Index, "FT_Get_Charmap_Index");
+    return real(map);
+}
+
+FT_Error FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* vector)
+{
+    if (const FT_Error error = Noted("FT_Get_Kerning", Text(left, right, mode)))
+        return error;
+    static const auto real = Real(&FT_Get_Kerning, "FT_Get_Kerning");
+    return real(face, left, right, mode, vector);
+}
+
+FT_UInt FTC_CMapCache_Lookup(FTC_CMapCache cache, FTC_FaceID id, FT_Int map, FT_UInt32 character)
+{
+    Noted("FTC_CMapCache_Lookup", Text(Number(id), map, character));
+    static const auto real = Real(&FTC_CMapCache_Lookup, "FTC_CMapCache_Lookup");
+    return real(cache, id, map, character);
+}
+
 FT_Error FTC_Manager_LookupSize(FTC_Manager manager, FTC_Scaler scaler, FT_Size* size)
 {
-    if (const FT_Error error = Noted("FTC_Manager_LookupSize"))
+    if (const FT_Error error = Noted("FTC_Manager_LookupSize",
+                                     Text(Number(scaler->face_id), scaler->width, scaler->height,
+                                          scaler->pixel, scaler->x_res, scaler->y_res)))
         return error;
     static const auto real = Real(&FTC_Manager_LookupSize, "FTC_Manager_LookupSize");
     return real(manager, scaler, size);
@@ -261,7 +310,9 @@ FT_Error FTC_Manager_LookupSize(FTC_Manager manager, FTC_Scaler scaler, FT_Size*
 FT_Error FTC_ImageCache_Lookup(FTC_ImageCache cache, FTC_ImageType type, FT_UInt index,
                                FT_Glyph* glyph, FTC_Node* node)
 {
-    if (const FT_Error error = Noted("FTC_ImageCache_Lookup"))
+    if (const FT_Error error =
+            Noted("FTC_ImageCache_Lookup", Text(Number(type->face_id), type->width, type->height,
+                                                type->flags, index, node ? "node" : "no node")))
         return error;
     static const auto real = Real(&FTC_ImageCache_Lookup, "FTC_ImageCache_Lookup");
     const long before = allocations;

@@ -41,7 +41,8 @@ public:
     /// Called with each bitmap that FT_Glyph_To_Bitmap makes, to change it.
     std::function<void(FT_Bitmap&)> rendered;
 
-    std::vector<std::string> calls; ///< Names of the functions called, in order.
+    std::vector<std::string> calls;     ///< Names of the functions called, in order.
+    std::vector<std::string> arguments; ///< For each of these, the arguments that matter, as text.
 
     long LiveBlocks() const;   ///< Blocks that FreeType holds.
     long GlyphsLoaded() const; ///< Look-ups in the glyph cache that had to load the glyph.
