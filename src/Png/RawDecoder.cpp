@@ -103,6 +103,12 @@ const Pass& PassOf(const ZrRawPngDecoder& image)
     return Passes[image.hdr.interlaceMethod == 1 ? image.pass : 0];
 }
 
+// Filter types of a scanline (PNG specification, 9.2).
+const std::uint32_t Sub = 1;
+const std::uint32_t Up = 2;
+const std::uint32_t Average = 3;
+const std::uint32_t PaethFilter = 4;
+
 // All ones when the number is negative, otherwise 0: every compiler here shifts the sign in.
 std::int32_t IfNegative(std::int32_t number)
 {
@@ -126,67 +132,71 @@ std::int32_t Paeth(std::int32_t left, std::int32_t above, std::int32_t corner)
     return guess + ((larger - guess) & ~IfNegative(smaller - turn));
 }
 
-// Takes the filter off the bytes [first, last) of a line (PNG specification, 9.2), those before
-// `first` being done; both are multiples of `Bytes`, a pixel's. `above` is null in the first line
-// of a pass.
+// Takes the filter Sub, Average or Paeth off the bytes [first, last) of a line (PNG specification,
+// 9.2), those before `first` being done; both are multiples of `Bytes`, a pixel's. `above` is null
+// in the first line of a pass, where Paeth does not come.
 template <std::uint32_t Bytes> void Unfilter(std::uint32_t filter, unsigned char* line,
                                              const unsigned char* above, std::uint32_t first,
                                              std::uint32_t last)
 {
-    int left[Bytes];
-    int corner[Bytes];
-    for (std::uint32_t i = 0; i < Bytes; ++i) {
+    std::uint32_t left[Bytes];
+    for (std::uint32_t i = 0; i < Bytes; ++i)
         left[i] = first != 0 ? line[first - Bytes + i] : 0;
-        corner[i] = first != 0 && above ? above[first - Bytes + i] : 0;
-    }
-    switch (filter) {
-    case 1:
+    if (filter == Sub) {
+        // Sums that are not cut to a byte each time; over a long line they wrap, which is as good.
         for (std::uint32_t at = first; at < last; at += Bytes)
             for (std::uint32_t i = 0; i < Bytes; ++i)
                 line[at + i] = static_cast<unsigned char>(left[i] += line[at + i]);
+    } else if (filter == Average) {
+        for (std::uint32_t at = first; at < last; at += Bytes)
+            for (std::uint32_t i = 0; i < Bytes; ++i) {
+                const std::uint32_t mean = (left[i] + (above ? above[at + i] : 0u)) / 2;
+                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + mean);
+            }
+    } else {
+        int corner[Bytes];
+        for (std::uint32_t i = 0; i < Bytes; ++i)
+            corner[i] = first != 0 ? above[first - Bytes + i] : 0;
+        for (std::uint32_t at = first; at < last; at += Bytes)
+            for (std::uint32_t i = 0; i < Bytes; ++i) {
+                const int up = above[at + i];
+                const int guess = Paeth(static_cast<int>(left[i]), up, corner[i]);
+                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + guess);
+                corner[i] = up;
+            }
+    }
+}
+
+// Takes the filter off the bytes [first, last) of the open line of an image, by the bytes of its
+// pixels.
+void Unfilter(const ZrRawPngDecoder& image, std::uint32_t pixelBytes, std::uint32_t first,
+              std::uint32_t last)
+{
+    unsigned char* const line = image.curLine;
+    const unsigned char* const above = image.y > 0 ? image.prevLine : nullptr;
+    std::uint32_t filter = image.filter;
+    if (filter < Sub || filter > PaethFilter) // none, and unknown ones
         return;
-    case 2:
+    if (filter == Up) {
         if (above)
             for (std::uint32_t at = first; at < last; ++at)
                 line[at] = static_cast<unsigned char>(line[at] + above[at]);
         return;
-    case 3:
-        for (std::uint32_t at = first; at < last; at += Bytes)
-            for (std::uint32_t i = 0; i < Bytes; ++i) {
-                const int mean = (left[i] + (above ? above[at + i] : 0)) / 2;
-                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + mean);
-            }
-        return;
-    case 4:
-        for (std::uint32_t at = first; at < last; at += Bytes)
-            for (std::uint32_t i = 0; i < Bytes; ++i) {
-                const int up = above ? above[at + i] : 0;
-                const int guess = Paeth(left[i], up, corner[i]);
-                left[i] = line[at + i] = static_cast<unsigned char>(line[at + i] + guess);
-                corner[i] = up;
-            }
-        return;
-    default: // none, and unknown ones
-        return;
     }
-}
-
-// The same for the open line of an image, by the bytes of its pixels.
-void Unfilter(const ZrRawPngDecoder& image, std::uint32_t pixelBytes, std::uint32_t first,
-              std::uint32_t last)
-{
-    const unsigned char* const above = image.y > 0 ? image.prevLine : nullptr;
+    // Of left, 0 and 0 the guess is always left.
+    if (filter == PaethFilter && !above)
+        filter = Sub;
     switch (pixelBytes) {
     case 1:
-        return Unfilter<1>(image.filter, image.curLine, above, first, last);
+        return Unfilter<1>(filter, line, above, first, last);
     case 2:
-        return Unfilter<2>(image.filter, image.curLine, above, first, last);
+        return Unfilter<2>(filter, line, above, first, last);
     case 3:
-        return Unfilter<3>(image.filter, image.curLine, above, first, last);
+        return Unfilter<3>(filter, line, above, first, last);
     case 4:
-        return Unfilter<4>(image.filter, image.curLine, above, first, last);
+        return Unfilter<4>(filter, line, above, first, last);
     default:
-        return Unfilter<6>(image.filter, image.curLine, above, first, last);
+        return Unfilter<6>(filter, line, above, first, last);
     }
 }
 
@@ -241,48 +251,47 @@ private:
     Keys keys;
 };
 
-// Writes the pixels [first, last) of the current line to `to` and every `step` bytes from there.
-void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std::uint32_t last,
-                 unsigned char* to, std::uint32_t step)
+// Writes the `count` pixels whose bytes begin at `from` to `to` and every `step` bytes from there.
+void WritePixels(ZrRawPngDecoder& image, Format format, const unsigned char* from,
+                 std::uint32_t count, unsigned char* to, std::uint32_t step)
 {
     const bool interlaced = image.hdr.interlaceMethod == 1;
     const Keys keys(image.trns);
     const Indexed palette(image);
-    const unsigned char* from = image.curLine + LineBytes(format, first);
     switch (format) {
     case Grey1:
         // Interlaced, these pixels are passed over, and so are those of 4-bit palettes.
         if (interlaced)
             return;
-        for (std::uint32_t x = first; x < last; ++x, to += step) {
-            const std::uint32_t grey = from[(x - first) / 8] >> (7 - x % 8) & 1 ? 255 : 0;
+        for (std::uint32_t i = 0; i < count; ++i, to += step) {
+            const std::uint32_t grey = from[i / 8] >> (7 - i % 8) & 1 ? 255 : 0;
             PutPixel(to, grey, grey, grey, 0); // transparent, whatever tRNS says
         }
         return;
     case Palette4:
         if (interlaced)
             return;
-        for (std::uint32_t x = first; x < last; ++x, to += step)
-            palette.Put(to, from[(x - first) / 2] >> (4 - x % 2 * 4) & 15);
+        for (std::uint32_t i = 0; i < count; ++i, to += step)
+            palette.Put(to, from[i / 2] >> (4 - i % 2 * 4) & 15);
         return;
     case Grey8:
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 1)
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 1)
             PutPixel(to, from[0], from[0], from[0], keys.AnyAlpha(from[0]));
         return;
     case Palette8:
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 1)
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 1)
             palette.Put(to, from[0]);
         return;
     case GreyAlpha8:
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 2)
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 2)
             PutPixel(to, from[0], from[0], from[0], from[1]);
         return;
     case Rgb8:
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 3)
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 3)
             PutPixel(to, from[0], from[1], from[2], keys.AllAlpha(from[0], from[1], from[2]));
         return;
     case Rgb16:
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 6) {
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 6) {
             image.red = BigEndian16(from);
             image.green = BigEndian16(from + 2);
             image.blue = BigEndian16(from + 4);
@@ -296,16 +305,17 @@ void WritePixels(ZrRawPngDecoder& image, Format format, std::uint32_t first, std
     case NotTaken: // does not get here
     case Rgba8:
         if (step == 4) {
-            std::copy(from, from + 4 * (last - first), to);
+            std::copy(from, from + 4 * count, to);
             return;
         }
-        for (std::uint32_t x = first; x < last; ++x, to += step, from += 4)
+        for (std::uint32_t i = 0; i < count; ++i, to += step, from += 4)
             PutPixel(to, from[0], from[1], from[2], from[3]);
         return;
     }
 }
 
-// Finishes the pixels of the open line whose bytes are all there, from pixel x on.
+// Finishes the pixels of the open line whose bytes are all there, from pixel x on, which begins a
+// byte.
 void FinishPixels(ZrRawPngDecoder& image)
 {
     const Format format = FormatOf(image.hdr);
@@ -317,12 +327,15 @@ void FinishPixels(ZrRawPngDecoder& image)
     const std::uint32_t received = image.inLineBytePos;
     const std::uint32_t complete = received - received % pixelBytes;
     const std::uint32_t first = static_cast<std::uint32_t>(image.x);
-    const std::uint32_t last = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(std::uint64_t(complete) * 8 / bits, Columns(image, pass)));
+    const std::uint32_t start = static_cast<std::uint32_t>(LineBytes(format, first));
+    const std::uint32_t whole = complete / pixelBytes * (bits < 8 ? 8 / bits : 1);
+    // The last byte of a line may hold more pixels than the line.
+    const std::uint32_t last = std::min(whole, Columns(image, pass));
 
-    Unfilter(image, pixelBytes, static_cast<std::uint32_t>(LineBytes(format, first)), complete);
+    Unfilter(image, pixelBytes, start, complete);
     const std::uint32_t step = pass.stepX * 4u;
-    WritePixels(image, format, first, last, image.rgba + image.outPos, step);
+    WritePixels(image, format, image.curLine + start, last - first, image.rgba + image.outPos,
+                step);
     image.x = static_cast<std::int32_t>(last);
     image.outPos += (last - first) * step;
     image.inLineBytePos = complete;

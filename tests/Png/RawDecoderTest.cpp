@@ -465,6 +465,22 @@ TEST(ZrRawPngDecoder, FirstLineHasNothingAboveIt)
     EXPECT_EQ(50, decoder.rgba[16]);
 }
 
+TEST(ZrRawPngDecoder, SumsOverALongLineStayBytes)
+{
+    // 8,500,000 times 255 is more than a signed 32-bit sum holds.
+    const std::uint32_t width = 8500000;
+    ZrRawPngDecoder decoder;
+    SetHeader(decoder, width, 1, {0, 8});
+    ASSERT_EQ(1, decoder.PrepareOutput());
+    decoder.Output(1); // Sub
+    for (std::uint32_t i = 0; i < width; ++i)
+        ASSERT_EQ(1, decoder.Output(255));
+    // Each pixel is one less than the one before it: 255, 254, ...
+    EXPECT_EQ(255, decoder.rgba[0]);
+    EXPECT_EQ(1, decoder.rgba[4 * 254]);
+    EXPECT_EQ(224, decoder.rgba[4 * (width - 1)]); // 8,500,000 is 33,203 * 256 + 32
+}
+
 TEST(ZrRawPngDecoder, DataPastTheLastScanlineIsNotTaken)
 {
     ZrRawPngDecoder decoder;
