@@ -4,12 +4,12 @@
 
 #include <ORVEX/Png.h>
 
+#pragma GCC visibility push(hidden)
 namespace ORVEX {
 namespace Internal {
 
 /// A tree of codes that is released at the end of its scope, however that ends.
-class [[gnu::visibility("hidden")]] HuffmanTree
-{
+class HuffmanTree {
 public:
     HuffmanTree() = default; ///< No tree.
     ~HuffmanTree() { Clear(); }
@@ -36,9 +36,10 @@ private:
 };
 
 /// Releases a tree; null is a tree of nothing.
-[[gnu::visibility("hidden")]] void DeleteHuffmanTree(ZrPngHuffmanTree* root);
+void DeleteHuffmanTree(ZrPngHuffmanTree* root);
 
 } // namespace Internal
 } // namespace ORVEX
+#pragma GCC visibility pop
 
 #endif

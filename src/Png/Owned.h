@@ -2,14 +2,14 @@
 #ifndef ORVEX_PNG_OWNED_H
 #define ORVEX_PNG_OWNED_H
 
+#pragma GCC visibility push(hidden)
 namespace ORVEX {
 namespace Internal {
 
 /// An array from `new[]` that is released at the end of its scope, however that ends.
-template <class T> class [[gnu::visibility("hidden")]] Owned
-{
+template <class T> class Owned {
 public:
-    explicit Owned(T * array) : first(array) {}
+    explicit Owned(T* array) : first(array) {}
     ~Owned() { delete[] first; }
     Owned(const Owned&) = delete;
     Owned& operator=(const Owned&) = delete;
@@ -24,5 +24,6 @@ private:
 
 } // namespace Internal
 } // namespace ORVEX
+#pragma GCC visibility pop
 
 #endif

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#pragma GCC visibility push(hidden)
 namespace ORVEX {
 namespace Internal {
 
@@ -14,9 +15,8 @@ namespace Internal {
 const bool LowByteFirst = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 
 /// Writes the four bytes at `to`.
-[[gnu::visibility("hidden")]] inline void PutPixel(void* to, std::uint32_t first,
-                                                   std::uint32_t second, std::uint32_t third,
-                                                   std::uint32_t fourth)
+inline void PutPixel(void* to, std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                     std::uint32_t fourth)
 {
     const std::uint32_t pixel = LowByteFirst ? first | second << 8 | third << 16 | fourth << 24
                                              : first << 24 | second << 16 | third << 8 | fourth;
@@ -24,7 +24,7 @@ const bool LowByteFirst = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 }
 
 /// Copies the four bytes at `from`, the last one to the front.
-[[gnu::visibility("hidden")]] inline void RotatePixel(void* to, const void* from)
+inline void RotatePixel(void* to, const void* from)
 {
     std::uint32_t pixel;
     std::memcpy(&pixel, from, sizeof pixel);
@@ -34,5 +34,6 @@ const bool LowByteFirst = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 
 } // namespace Internal
 } // namespace ORVEX
+#pragma GCC visibility pop
 
 #endif
