@@ -295,7 +295,8 @@ bool Inflation::DynamicBlock()
 bool Inflation::Symbols(const ZrPngHuffmanTree* literals, const ZrPngHuffmanTree* distances)
 {
     const ZrPngHuffmanTree* node = literals;
-    if (!IsLeaf(literals) && IsComplete(literals)) {
+    const bool isFixed = !distances; // and complete: to look each time would cost 575 nodes a block
+    if (isFixed || (!IsLeaf(literals) && IsComplete(literals))) {
         const Ending ending = FastSymbols(literals, distances, node);
         if (ending != InputEnds)
             return ending == BlockEnded;
@@ -535,6 +536,17 @@ void Put(BitReader bits, const unsigned char* input, unsigned int& position, uns
     mask = 1u << bits.bit;
 }
 
+// Takes a number of `count` bits at a caller's position and moves that on.
+std::uint32_t TakeAt(const unsigned char* input, unsigned int& position, unsigned int& mask,
+                     std::uint32_t count)
+{
+    BitReader bits = ReaderAt(input, position, mask);
+    std::uint32_t number;
+    Take(bits, count, number);
+    Put(bits, input, position, mask);
+    return number;
+}
+
 } // namespace
 
 std::int32_t ZrPngUncompressor::Uncompress(unsigned int size, unsigned char* stream)
@@ -629,19 +641,11 @@ std::int32_t ZrPngUncompressor::DecodeDynamicHuffmanCode(
 unsigned int ZrPngUncompressor::GetCopyLength(unsigned int symbol, unsigned char* input,
                                               unsigned int& position, unsigned int& mask)
 {
-    BitReader bits = ReaderAt(input, position, mask);
-    unsigned int extra;
-    Take(bits, LengthBits(symbol), extra);
-    Put(bits, input, position, mask);
-    return LengthBase(symbol) + extra;
+    return LengthBase(symbol) + TakeAt(input, position, mask, LengthBits(symbol));
 }
 
 unsigned int ZrPngUncompressor::GetBackwardDistance(unsigned int code, unsigned char* input,
                                                     unsigned int& position, unsigned int& mask)
 {
-    BitReader bits = ReaderAt(input, position, mask);
-    unsigned int extra;
-    Take(bits, DistanceBits(code), extra);
-    Put(bits, input, position, mask);
-    return DistanceBase(code) + extra;
+    return DistanceBase(code) + TakeAt(input, position, mask, DistanceBits(code));
 }
