@@ -29,6 +29,31 @@ static_assert(offsetof(ZrPngHeader, compressionMethod) == 16, "");
 static_assert(offsetof(ZrPngHeader, filterMethod) == 20, "");
 static_assert(offsetof(ZrPngHeader, interlaceMethod) == 24, "");
 
+// The types of the operations are part of the interface.
+template <class Type, class Operation> constexpr bool Is(Operation)
+{
+    return std::is_same<Type, Operation>::value;
+}
+
+using Generic = ZrGenericPngDecoder;
+using Place = const unsigned char*;
+static_assert(Is<void (Generic::*)()>(&Generic::Initialize), "");
+static_assert(Is<std::int32_t (Generic::*)(const BufferBase&)>(&Generic::Decode), "");
+static_assert(Is<std::int32_t (Generic::*)(const BufferBase&, Place&)>(&Generic::CheckSignature),
+              "");
+static_assert(Is<std::int32_t (Generic::*)(unsigned&, unsigned char*&, unsigned&, unsigned&,
+                                           const BufferBase&, Place&)>(&Generic::ReadChunk),
+              "length, data, type, checksum; the file; the position");
+static_assert(Is<std::int32_t (Generic::*)()>(&Generic::PrepareOutput), "");
+static_assert(Is<std::int32_t (Generic::*)(unsigned char)>(&Generic::Output), "");
+static_assert(Is<std::int32_t (Generic::*)()>(&Generic::EndOutput), "");
+static_assert(Is<void (ZrPngHeader::*)(unsigned char*)>(&ZrPngHeader::Decode), "");
+static_assert(Is<std::int32_t (ZrPngPalette::*)(unsigned, unsigned char*)>(&ZrPngPalette::Decode),
+              "length, data");
+static_assert(Is<std::int32_t (ZrPngTransparency::*)(unsigned, unsigned char*, unsigned)>(
+                  &ZrPngTransparency::Decode),
+              "length, data, colour type");
+
 namespace {
 
 // Writes down which virtual operations are called, and keeps the bytes.
@@ -377,6 +402,35 @@ TEST(ZrGenericPngDecoder, TransparencyGoesByTheColourTypeOfThatMoment)
     EXPECT_EQ(0x0102u, later.trns.col[0]);
     EXPECT_EQ(0x0304u, later.trns.col[1]);
     EXPECT_EQ(0x0506u, later.trns.col[2]);
+}
+
+TEST(ZrGenericPngDecoder, TransparencyThatCannotBeTakenIsPassedOver)
+{
+    const struct {
+        unsigned colorType;
+        Bytes data;
+    } cases[] = {{0, {1}}, {2, {1, 2, 3, 4, 5}}, {3, {}}, {4, {1, 2}}, {6, {1, 2, 3, 4, 5, 6}}};
+    for (const auto& one : cases) {
+        Recorder decoder;
+        PngFile file;
+        file.Header(1, 1, 8, one.colorType).Chunk("tRNS", one.data).Chunk("IDAT", Zlib("ab"));
+        EXPECT_EQ(1, Decode(decoder, file.End().bytes));
+        EXPECT_EQ("POE", decoder.calls);
+        for (std::uint32_t col : decoder.trns.col)
+            EXPECT_EQ(0x7fffffffu, col) << one.colorType;
+    }
+}
+
+TEST(ZrGenericPngDecoder, LongTransparencyOfAPaletteKeepsThreeValues)
+{
+    Recorder decoder;
+    Bytes data;
+    for (unsigned i = 0; i < 256; ++i)
+        data.push_back(static_cast<std::uint8_t>(255 - i));
+    EXPECT_EQ(1, Decode(decoder, PngFile().Header(1, 1, 8, 3).Chunk("tRNS", data).End().bytes));
+    EXPECT_EQ(255u, decoder.trns.col[0]);
+    EXPECT_EQ(254u, decoder.trns.col[1]);
+    EXPECT_EQ(253u, decoder.trns.col[2]);
 }
 
 TEST(ZrGenericPngDecoder, GammaIsKept)
