@@ -96,7 +96,8 @@ public:
     /// @return 1, or -1 when the signature is wrong or the length of a PLTE chunk is not a multiple
     /// of 3
     /// @throws ORVEX::Err  ERR_MEMORY, data the bytes that were asked for: the image data (as many
-    /// bytes as the file), a chunk, the palette or the inflater's memory could not be had
+    /// bytes as the file), a chunk, the palette or the inflater's memory could not be had. What
+    /// Uncompress raises passes, std::bad_alloc with it, and EndOutput is then not called
     std::int32_t Decode(const ORVEX::BufferBase& file);
 
     /// Compares the 8 bytes at `position` with the PNG signature and moves on behind them in either
@@ -171,7 +172,7 @@ public:
     /// @param lengths       out: a copy of `inputLengths`, which may be the same array
     /// @param codes         out: the codes; 0 for a symbol without one
     /// @param n             number of symbols
-    /// @param inputLengths  bits of each symbol's code; 0 for a symbol without one
+    /// @param inputLengths  bits of each symbol's code, at most 32; 0 for a symbol without one
     /// @throws ORVEX::Err  ERR_MEMORY, data the largest length + 1
     void MakeDynamicHuffmanCode(unsigned int* lengths, unsigned int* codes, unsigned int n,
                                 unsigned int* inputLengths);
@@ -227,9 +228,10 @@ public:
 /// Makes a raster of 8-bit R, G, B, A out of a PNG file.
 ///
 /// Takes grey of 1 and 8 bits, RGB of 8 and 16, palettes of 4 and 8, grey + alpha and RGBA of 8,
-/// each plain or interlaced. Keeps two scanlines; pixels are written when their scanline is
-/// complete, those of a scanline that is not by EndOutput. Pixels that no data came for are
-/// transparent black.
+/// each plain or interlaced. Keeps two scanlines. The filter is taken off and pixels are written
+/// when their scanline is complete; for one that is not, EndOutput does so with the pixels that
+/// are. Until then x and outPos stand at the scanline's first pixel, and inLineBytePos counts its
+/// bytes. Pixels that no data came for are transparent black.
 ///
 /// Some rules are its own: grey of 1 bit is always transparent (and is not drawn when it is
 /// interlaced, nor are palettes of 4 bits), a grey sample is transparent when it equals any of the
@@ -250,7 +252,7 @@ public:
     /// @return 1; 0 when the image is complete or its interlace method is neither 0 nor 1
     std::int32_t Output(unsigned char byte) override;
 
-    /// Writes the pixels that are complete of a scanline that is not.
+    /// Writes the pixels that are complete of a scanline that is not; an override calls it.
     /// @return 1
     std::int32_t EndOutput() override;
 
