@@ -139,8 +139,7 @@ bool ReadCodeLengths(BitReader& bits, const ZrPngHuffmanTree* root, unsigned int
             lengths[at++] = leaf->value;
             continue;
         }
-        // A tree that is a bare root has no symbol, and 16 nothing to repeat at first.
-        if (leaf->value == NoSymbol || (leaf->value == 16 && at == 0))
+        if (leaf->value == 16 && at == 0) // nothing to repeat
             return false;
         const unsigned int repeated = leaf->value == 16 ? lengths[at - 1] : 0;
         const unsigned int least = leaf->value == 18 ? 11 : 3;
