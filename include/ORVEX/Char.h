@@ -19,8 +19,13 @@ public:
     constexpr Char& operator=(const Char&) = default; ///< The same code point.
 
     /// The first character of the UTF-8 text `p`, as SetUTF8 reads it; what follows is ignored.
+    /// Code point 0 for a null pointer, and so for Char(0), which is one to the language.
     /// Not explicit, so that Find("/") reads well.
-    constexpr Char(const char* p) { SetUTF8(p); }
+    constexpr Char(const char* p)
+    {
+        if (p)
+            SetUTF8(p);
+    }
 
     /// How many bytes the character that starts with `lead` has: the number of leading 1 bits, from
     /// 2 to 8, or 1 for ASCII. 0 for a continuation byte (80 to BF), which starts none.

@@ -35,6 +35,16 @@ std::uint32_t Decoded(const std::string& bytes) { return Char(bytes.c_str()).Get
 
 TEST(Char, NewOneIsZero) { EXPECT_EQ(0u, Char().GetUTF32()); }
 
+// Nobody writes a null pointer, but 0 is one: Char(0) reads like the character of that number.
+TEST(Char, NullPointerIsNoCharacter)
+{
+    EXPECT_EQ(0u, Char(0).GetUTF32());
+    EXPECT_EQ(0u, Char(nullptr).GetUTF32());
+    Char assigned = Of(7);
+    assigned = 0;
+    EXPECT_EQ(0u, assigned.GetUTF32());
+}
+
 TEST(Char, CopiesTakeTheCodePoint)
 {
     const Char euro = Of(0x20AC);

@@ -348,6 +348,7 @@ TEST(String, AppendsNothingForWhatHasNoBytes)
 {
     String text = Make("same");
     text += Char();
+    text += Char(0);
     Char c;
     c.SetUTF32(0x80000000);
     text += c;
