@@ -27,7 +27,7 @@ public:
     static bool CheckLastSeparator(const String& path);
 
     /// Appends Separator unless `path` ends in one. The empty path stays empty.
-    /// @throws Err  ERR_MEMORY as String's += raises it
+    /// @throws Err  as String's += raises it
     static void AddLastSeparator(String& path);
 
     /// Replaces the list by the entries of one directory, without "." and ".." and without going
@@ -42,9 +42,11 @@ public:
     /// @param files  asks for whatever is not a directory
     /// @param dirs   asks for directories
     /// @return false when the directory cannot be opened; the list is then empty
-    /// @throws Err  ERR_MEMORY, data 4, from src/Allocator/Heep; a node that cannot be had lets
-    /// std::bad_alloc pass. The list then holds the entries found so far, and the directory is
-    /// closed.
+    /// @throws Err  what String raises for the names and paths: ERR_MEMORY, data 4, from
+    /// src/Allocator/Heep; and when String::Parm fixes the capacity, ERR_OVERFLOW for what does not
+    /// fit it, and ERR_PARAMETER, data 0, for the first entry that is to be kept. A node that
+    /// cannot be had lets std::bad_alloc pass. The list then holds the entries found so far, and
+    /// the directory is closed.
     bool Find(const String& dir, bool files, bool dirs);
 };
 

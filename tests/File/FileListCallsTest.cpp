@@ -9,10 +9,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
+#include <limits>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -33,12 +37,16 @@ struct Calls {
 
 Calls calls;
 
-/// The C library's function behind `name`, or behind the large-file form of it, if it has one.
-template <class Function> Function* Next(const char* name, const char* largeFileName)
+/// The C library's function behind the first of `names` that it has: the forms for large files and
+/// times have names of their own on some systems, and come first.
+template <class Function> Function* Next(std::initializer_list<const char*> names)
 {
-    void* found = dlsym(RTLD_NEXT, largeFileName);
-    if (!found)
+    void* found = nullptr;
+    for (const char* const name : names) {
         found = dlsym(RTLD_NEXT, name);
+        if (found)
+            break;
+    }
     return reinterpret_cast<Function*>(found);
 }
 
@@ -54,7 +62,7 @@ extern "C" {
 
 DIR* opendir(const char* path)
 {
-    static auto* const next = Next<DIR*(const char*)>("opendir", "opendir");
+    static auto* const next = Next<DIR*(const char*)>({"opendir"});
     if (!calls.recording)
         return next(path);
     calls.made.push_back(std::string("opendir ") + path);
@@ -67,7 +75,7 @@ DIR* opendir(const char* path)
 
 dirent* readdir(DIR* stream)
 {
-    static auto* const next = Next<dirent*(DIR*)>("readdir", "readdir64");
+    static auto* const next = Next<dirent*(DIR*)>({"readdir64", "readdir"});
     if (!calls.recording)
         return next(stream);
     if (calls.entriesUntilReadFails == 0) {
@@ -84,7 +92,7 @@ dirent* readdir(DIR* stream)
 
 int closedir(DIR* stream)
 {
-    static auto* const next = Next<int(DIR*)>("closedir", "closedir");
+    static auto* const next = Next<int(DIR*)>({"closedir"});
     if (calls.recording)
         calls.made.push_back("closedir");
     return next(stream);
@@ -92,7 +100,8 @@ int closedir(DIR* stream)
 
 int stat(const char* path, struct stat* result) noexcept
 {
-    static auto* const next = Next<int(const char*, struct stat*)>("stat", "stat64");
+    static auto* const next = Next<int(const char*, struct stat*)>(
+        {"__stat64_time64", "__stat_time64", "stat64", "stat"});
     if (!calls.recording)
         return next(path, result);
     calls.made.push_back(std::string("stat ") + path);
@@ -192,6 +201,22 @@ TEST_F(FileListCalls, EntryThatCannotBeExaminedIsLeftOut)
     std::sort(names.begin(), names.end());
     EXPECT_EQ((std::vector<std::string>{"four", "one", "three"}), names);
     EXPECT_EQ(1, Made("closedir"));
+}
+
+TEST_F(FileListCalls, EntryWithATimePastThe32BitsIsKept)
+{
+    const std::string two = dir.File("two");
+    timespec times[2] = {};
+    struct stat status = {};
+    for (timespec& time : times) {
+        time.tv_sec = std::numeric_limits<std::int32_t>::max(); // 2038-01-19 03:14:07
+        time.tv_sec += sizeof time.tv_sec > 4;                  // the second after that
+    }
+    if (utimensat(AT_FDCWD, two.c_str(), times, 0) != 0 || stat(two.c_str(), &status) != 0 ||
+        status.st_mtime <= std::numeric_limits<std::int32_t>::max())
+        GTEST_SKIP() << "the file system or the C library has no such times";
+    EXPECT_TRUE(Find(dir.Path() + "/"));
+    EXPECT_EQ(4u, Names().size());
 }
 
 TEST_F(FileListCalls, FailedReadEndsTheSearchLikeTheLastEntry)

@@ -2,12 +2,14 @@
 #include <ORVEX/FileList.h>
 
 #include "Support/Descriptors.h"
+#include "Support/ExpectRaises.h"
 #include "Support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -19,6 +21,7 @@
 #include <vector>
 
 using ORVEX::Char;
+using ORVEX::Err;
 using ORVEX::FileList;
 using ORVEX::FileListNode;
 using ORVEX::List;
@@ -77,6 +80,16 @@ public:
 
 private:
     Char old = FileList::Separator;
+};
+
+/// Fixes the capacity of the strings made while it lives.
+class FixedCapacity {
+public:
+    explicit FixedCapacity(std::uint32_t bytes) { String::Parm = {bytes, 0}; }
+    ~FixedCapacity() { String::Parm = old; }
+
+private:
+    String::Sizing old = String::Parm;
 };
 
 /// 1 to `most` bytes, none of them "/" or NUL; seldom valid UTF-8.
@@ -404,6 +417,44 @@ TEST(FileList, EntriesThatVanishMeanwhileAreLeftOut)
     }
     done = true;
     other.join();
+}
+
+TEST(FileList, NamesOfFixedCapacityAreNotHandedOver)
+{
+    TempDir dir;
+    Touch(dir.File("file"));
+    const std::string path = dir.Path() + "/";
+    FileList list;
+    ASSERT_TRUE(list.Find(Text(path), true, true));
+    const long before = OpenDescriptors();
+    {
+        const FixedCapacity fixed(1000);
+        ExpectRaises("./include/ORVEX/../../src/Allocator/Allocator", Err::ERR_PARAMETER, 0,
+                     [&] { list.Find(Text(path), true, true); });
+        EXPECT_TRUE(list.Empty());
+        EXPECT_TRUE(list.Find(Text(path), false, true)); // nothing is kept, nothing handed over
+    }
+    EXPECT_EQ(before, OpenDescriptors());
+    EXPECT_TRUE(list.Find(Text(path), true, true));
+    EXPECT_FALSE(list.Empty());
+}
+
+TEST(FileList, PathsThatAFixedCapacityCannotHoldRaise)
+{
+    TempDir dir;
+    Touch(dir.File("file"));
+    const String path = Text(dir.Path() + "/");
+    FileList list;
+    const long before = OpenDescriptors();
+    const FixedCapacity fixed(8); // enough for the name
+    ExpectRaises("src/Allocator/Allocator", Err::ERR_OVERFLOW,
+                 static_cast<int>(dir.Path().size()) + 2, [&] { list.Find(path, true, true); });
+    EXPECT_TRUE(list.Empty());
+    EXPECT_EQ(before, OpenDescriptors());
+    String full = Text("1234567");
+    ExpectRaises("src/Allocator/Allocator", Err::ERR_OVERFLOW, 9,
+                 [&] { FileList::AddLastSeparator(full); });
+    EXPECT_STREQ("1234567", full.CStr());
 }
 
 TEST(FileList, NoDescriptorStaysOpen)
