@@ -29,9 +29,9 @@ namespace ORVEX {
 /// with the NUL, when Parm fixed the capacity. The text is then as it was, unless the operation
 /// says otherwise.
 ///
-/// Invariant: the NUL is the last byte stored; or there is no block at all, which counts as the
-/// empty text. Only SetDecimal leaves that form, when it raises, and copies of a string in that
-/// form have it.
+/// Invariant: the NUL is the last byte stored; or nothing is stored, not even a NUL, which counts
+/// as the empty text. Only SetDecimal leaves that form, when it raises, and copies of a string in
+/// that form have it.
 class String : protected Allocator<char, AllocatorEnum::COPY_BYTES> {
 public:
     /// How large the blocks of a string are: the two sizes of an AllocatorBase, in bytes.
@@ -81,7 +81,13 @@ public:
             return *this;
         }
 
-        Char operator*() const { return Char(position); } ///< The character.
+        /// The character.
+        Char operator*() const
+        {
+            Char c;
+            c.SetUTF8(position);
+            return c;
+        }
 
         /// Whether both are the same position.
         bool operator==(const IteratorConst& other) const { return position == other.position; }
@@ -108,7 +114,9 @@ public:
 
     String& operator=(const String& other); ///< The same text.
 
-    /// The bytes of `bytes`, which may be this text's own, up to the first NUL among them.
+    /// The bytes of `bytes`, which may be this text's own, up to the first NUL among them. All of
+    /// them are stored first, so that the block is as large as they need, or smaller when the cut
+    /// is worth it; when that smaller block is refused, all of them stay, with their NULs.
     String& operator=(const BufferBase& bytes);
 
     /// Makes this the NUL-terminated `text`, which may be this text's own but not null.
@@ -145,9 +153,9 @@ public:
     IteratorConst Begin() const { return CStr(); }          ///< The first character.
     IteratorConst End() const { return CStr() + Length(); } ///< Behind the last: the NUL.
 
-    using Allocator::BaseSize;  // in bytes, from Parm
-    using Allocator::BlockSize; // in bytes, from Parm
-    using Allocator::Capacity;  // size of the block in bytes
+    using Allocator::BaseSize;  ///< In bytes, from Parm.
+    using Allocator::BlockSize; ///< In bytes, from Parm; 0 when the capacity is fixed.
+    using Allocator::Capacity;  ///< Size of the block in bytes.
 
     /// Number of bytes of [first, last) before the first NUL, or of all of them; 0 when it is
     /// empty.
@@ -219,7 +227,7 @@ public:
     List<String> FindSplit(Char separator) const;
 
     /// Makes this the number in decimal: the sign, then zeros up to the width, then the digits.
-    /// When it raises, there is no block, and the text is empty.
+    /// When it raises, nothing is stored: the text is empty, without a block unless that is fixed.
     /// @param value  the number
     /// @param sign   any character to stand in front, or 0 for none
     /// @param width  least number of digits, the sign not counted

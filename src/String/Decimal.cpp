@@ -3,7 +3,6 @@
 
 #include "Store.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace ORVEX {
@@ -71,13 +70,6 @@ void AssignDigits(Internal::Store& store, unsigned long long value)
     Internal::Assign(store, first, static_cast<unsigned long>(digits.End() - first));
 }
 
-// Room for `n` bytes in a store that has no text.
-void Renew(Internal::Store& store, unsigned long n)
-{
-    if (!store.Data() || !store.ReAlloc(n))
-        store.Alloc(n);
-}
-
 } // namespace
 
 void String::SetDecimal(unsigned long long value, char sign, unsigned long width)
@@ -91,15 +83,12 @@ void String::SetDecimal(unsigned long long value, char sign, unsigned long width
     const unsigned long before = (sign != 0) + zeros;
 
     Internal::Release(*this);
-    // The block grows as it would byte by byte up to the digits, which follow all at once, so that
-    // it has the size which that gives. Nothing is in it yet that would have to be copied.
-    for (unsigned long n = 0; n != before;) {
-        const unsigned long room = blockSize != 0 ? Capacity() : baseSize;
-        n = std::min(before, std::max(n + 1, room));
-        Renew(*this, n);
-    }
-    Renew(*this, before + count + 1);
-    SetRange(before + count + 1);
+    // The block has the size that growing byte by byte up to the digits, which follow all at once,
+    // would give it.
+    Internal::Growth growth(*this);
+    growth.ByteByByteTo(before);
+    growth.To(before + count + 1);
+    growth.Apply(*this);
     char* to = begin;
     if (sign != 0)
         *to++ = sign;

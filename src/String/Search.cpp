@@ -10,7 +10,6 @@
 
 namespace ORVEX {
 
-using Internal::Extend;
 using Internal::NextCharacter;
 using Internal::TakeCharacter;
 
@@ -68,6 +67,34 @@ const char* PassOtherAscii(const char* p, const char* end, std::uint32_t code)
     }
     return p;
 }
+
+// The pieces of a text between the characters that have one code point, without the empty ones.
+class Pieces {
+public:
+    Pieces(const String& whole, Char between)
+        : text(whole), separator(between), at(whole.CStr()), end(at + whole.Length())
+    {
+    }
+
+    // Sets `first` and `last` to the next piece; false when there is none.
+    bool Next(const char*& first, const char*& last)
+    {
+        while (at != end) {
+            first = at;
+            last = text.Find(separator, at).Address();
+            at = last != end ? NextCharacter(last, end) : end;
+            if (first != last)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    const String& text;
+    const Char separator;
+    const char* at;
+    const char* const end;
+};
 
 } // namespace
 
@@ -166,33 +193,36 @@ bool String::GetLine(IteratorConst& pos, String& line) const
 
 void String::RemoveChar(Char c)
 {
-    String kept;
-    const char* const last = CStr() + Length();
-    for (const char* p = CStr(); p != last;) {
-        const char* const stop = Find(c, p).Address();
-        const unsigned long length = static_cast<unsigned long>(stop - p);
-        if (length != 0)
-            std::memcpy(Extend(kept, length), p, length);
-        p = stop != last ? NextCharacter(stop, last) : last;
-    }
+    // The block has the size that appending the pieces one by one would give it. They are measured
+    // before they are copied, so that each is copied once, however many there are.
+    String kept(Parm);
+    const char* first;
+    const char* last;
+    unsigned long stored = 1;
+    Internal::Growth growth(kept);
+    growth.To(stored);
+    for (Pieces pieces(*this, c); pieces.Next(first, last);)
+        growth.To(stored += static_cast<unsigned long>(last - first));
+    growth.Apply(kept);
+    char* to = kept.begin;
+    for (Pieces pieces(*this, c); pieces.Next(first, last);)
+        to = std::copy(first, last, to);
+    *to = 0;
     Swap(kept);
 }
 
 List<String> String::FindSplit(Char separator) const
 {
-    List<String> pieces;
-    const char* const last = CStr() + Length();
-    for (const char* p = CStr(); p != last;) {
-        const char* const stop = Find(separator, p).Address();
-        if (p != stop) {
-            String piece = Split(p, stop);
-            List<String>::Node* const node = new List<String>::Node;
-            pieces.PushBack(node);
-            node->item.Swap(piece);
-        }
-        p = stop != last ? NextCharacter(stop, last) : last;
+    List<String> list;
+    const char* first;
+    const char* last;
+    for (Pieces pieces(*this, separator); pieces.Next(first, last);) {
+        String piece = Split(first, last);
+        List<String>::Node* const node = new List<String>::Node;
+        list.PushBack(node);
+        node->item.Swap(piece);
     }
-    return pieces;
+    return list;
 }
 
 } // namespace ORVEX

@@ -2,12 +2,16 @@
 #include "Store.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace ORVEX {
 namespace Internal {
 
 namespace {
+
+// No block of the heap is larger.
+const unsigned long Largest = std::min<unsigned long>(PTRDIFF_MAX, UINT32_MAX - 7);
 
 // A new block takes the first bytes and the old one's place.
 void Move(Store& store, unsigned long n, const char* first, unsigned long length)
@@ -66,6 +70,49 @@ void Release(Store& store)
         store.Free();
     else
         store.Clear();
+}
+
+Growth::Growth(const Store& store)
+    : AllocatorBase(static_cast<std::uint32_t>(store.BaseSize()),
+                    static_cast<std::uint32_t>(store.BlockSize()))
+{
+}
+
+void Growth::To(unsigned long n)
+{
+    if (refused || n == 0)
+        return;
+    length = n;
+    if (capacity != 0 && ReAlloc(n))
+        return;
+    request = n;
+    unsigned long fresh = baseSize;
+    if (n > baseSize)
+        fresh = blockSize != 0 ? ConvertBlockSize(Sum(n, blockSize / 2)) : ULONG_MAX;
+    refused = fresh > Largest;
+    if (refused)
+        capacity = 0;
+    else if (blockSize == 0)
+        capacity = baseSize;
+    else
+        capacity = static_cast<std::uint32_t>((fresh + 7) / 8 * 8); // as the heap rounds
+}
+
+void Growth::ByteByByteTo(unsigned long n)
+{
+    // Only where a block ends does anything happen. The way to a length that no block has is not
+    // gone; a fixed capacity, though, is overrun by its first byte too many.
+    while (!refused && capacity < n && (n <= Largest || blockSize == 0))
+        To(capacity + 1ul);
+    To(n);
+}
+
+void Growth::Apply(Store& store) const
+{
+    if (!store.Data() || !store.ReAlloc(request))
+        store.Alloc(request); // raises where the growth was refused
+    store.ReAlloc(length);    // always true: the block is the one that was followed
+    store.SetRange(length);
 }
 
 } // namespace Internal

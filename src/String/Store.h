@@ -34,6 +34,28 @@ char* Extend(Store& store, unsigned long length);
 /// Releases the block, unless its capacity is fixed; no byte is live.
 void Release(Store& store);
 
+/// Follows a store that grows step by step, without the blocks on the way: each of them would be
+/// taken, filled with what the one before it held, and given back. Of the allocator that it is only
+/// the policy and the numbers are used; it never has a block. One that is sure to be refused ends
+/// the growth.
+class Growth : AllocatorBase {
+public:
+    /// Starts without a block, with the sizing of `store`.
+    explicit Growth(const Store& store);
+
+    void To(unsigned long n);           ///< Grows to `n` live bytes; does nothing for 0.
+    void ByteByByteTo(unsigned long n); ///< The same, one byte after the other.
+
+    /// Gives `store`, which has no live byte, the block and the length of this growth. Where that
+    /// ended in a refusal, this raises.
+    void Apply(Store& store) const;
+
+private:
+    unsigned long length = 0;  // live bytes
+    unsigned long request = 0; // the length for which the block was asked for
+    bool refused = false;
+};
+
 } // namespace Internal
 } // namespace ORVEX
 

@@ -145,6 +145,19 @@ TEST(Decimal, BlockIsWhatGrowingByteByByteGives)
     }
 }
 
+TEST(Decimal, WidthThatNoBlockHoldsRaisesAtOnceAndLeavesTheEmptyText)
+{
+    for (const unsigned long width : {ULONG_MAX, ULONG_MAX - 30, 0xFFFFFFFFul}) {
+        String text = Make("before");
+        ExpectRaises("src/Allocator/Heep", Err::ERR_MEMORY, 4,
+                     [&] { text.SetDecimal(1ull, '+', width); });
+        EXPECT_EQ("", Text(text));
+        ExpectInvariants(text);
+        text.SetDecimal(2ull, 0, 0);
+        EXPECT_EQ("2", Text(text));
+    }
+}
+
 TEST(Decimal, NumberThatDoesNotFitAFixedCapacityRaisesAndLeavesTheEmptyText)
 {
     const WithSizing fixed(16, 0);

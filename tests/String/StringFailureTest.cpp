@@ -298,6 +298,11 @@ TEST(String, NewTextsTakeOneBlock)
     EXPECT_EQ(1, allocations([&] { static_cast<void>(text.Split(text.Begin(), text.End())); }));
     EXPECT_EQ(1, allocations([&] { static_cast<void>(String::ChangeCharStr(Long.c_str())); }));
     EXPECT_EQ(1, allocations([&] { static_cast<void>(String::Decimal(-5)); }));
+    String many = Make(Long);
+    for (int i = 0; i < 100; ++i)
+        many += text + Char("\n");
+    EXPECT_EQ(1, allocations([&] { many.RemoveChar("\n"); })); // not one for each line
+    EXPECT_EQ(1, allocations([&] { many.SetDecimal(5ull, '+', 10000); }));
     EXPECT_EQ(0, allocations([&] {
                   static_cast<void>(text.Size());
                   static_cast<void>(text.Compare(text));
