@@ -56,8 +56,7 @@ bool ListBase::PopBack(NodeLink** out)
 
 void ListBase::SwapThisIsEmpty(ListBase& other)
 {
-    if (other.Empty()) // its sentinels would be taken for nodes
-        return;
+    // When `other` is empty as well, the second line joins this list's own sentinels again.
     FitLink(&front, other.front.next);
     FitLink(other.back.prev, &back);
     FitLink(&other.front, &other.back);
@@ -65,8 +64,6 @@ void ListBase::SwapThisIsEmpty(ListBase& other)
 
 void ListBase::Swap(ListBase& other)
 {
-    if (this == &other)
-        return;
     if (Empty()) {
         SwapThisIsEmpty(other);
     } else if (other.Empty()) {

@@ -35,6 +35,12 @@ public:
     long OffsetOfBegin() const { return Offset(&begin); }
     long OffsetOfEnd() const { return Offset(&end); }
 
+    void Set(unsigned char* first, unsigned char* last)
+    {
+        begin = first;
+        end = last;
+    }
+
 private:
     long Offset(const void* field) const
     {
@@ -586,8 +592,11 @@ TEST(Buffer, SizesAreNeverCutTo32Bits)
 TEST(Buffer, AppendThatWouldWrapIsRefused)
 {
     Buffer buffer = BufferOf({1, 2, 3});
-    const unsigned char bytes[] = {7, 8};
+    unsigned char bytes[] = {7, 8};
     // Pointers the wrong way round make a length just below the largest number.
+    OpenRange reversed;
+    reversed.Set(bytes + 2, bytes);
+    ExpectRaises(File, Err::ERR_MEMORY, 0, [&] { buffer.CopyAdd(reversed); });
     ExpectRaises(File, Err::ERR_MEMORY, 0, [&] { buffer.CopyAdd(bytes + 2, bytes); });
     EXPECT_EQ((Bytes{1, 2, 3}), BytesOf(buffer));
     ExpectRaises(File, Err::ERR_MEMORY, -2, [&] { buffer.Copy(bytes + 2, bytes); });
