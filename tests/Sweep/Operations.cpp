@@ -220,12 +220,12 @@ void AddText(std::vector<Operation>& rows, const World& w)
                                 s += Char("x");
                             return true;
                         }),
-            Row<String>("RemoveChar", "Heep 4 x2", longText,
+            Row<String>("RemoveChar", "Heep 4", longText,
                         [](String& s) {
                             s.RemoveChar("t");
                             return true;
                         }),
-            Row<String>("SetDecimal", "Heep 4 x10", Nothing,
+            Row<String>("SetDecimal", "Heep 4", Nothing,
                         [](String& s) {
                             s.SetDecimal(7ull, '+', 200);
                             return s.Length() == 201;
