@@ -66,6 +66,12 @@ private:
     unsigned char room[4] = {};
 };
 
+// On 64-bit hosts its number fits behind the capacity only if that has 32 bits.
+class WithNumber : public Buffer {
+public:
+    std::uint32_t number = 0;
+};
+
 // Looks at the empty range while static objects are being constructed.
 const bool zeroWasReady = BufferBase::Zero.Begin() == nullptr && BufferBase::Zero.Empty() &&
                           BufferBase::Zero.Comp(BufferBase()) == 0;
@@ -74,6 +80,7 @@ const bool zeroWasReady = BufferBase::Zero.Begin() == nullptr && BufferBase::Zer
 
 static_assert(sizeof(BufferBase) == 3 * sizeof(void*), "a table and two pointers");
 static_assert(sizeof(Buffer) == 4 * sizeof(void*), "the range and a capacity");
+static_assert(sizeof(void*) == 4 || sizeof(WithNumber) == sizeof(Buffer), "32 bits of capacity");
 static_assert(std::has_virtual_destructor<BufferBase>::value, "is deleted through its base");
 static_assert(std::is_copy_constructible<Buffer>::value, "copies are deep");
 
