@@ -130,6 +130,13 @@ int stat64(const char* path, struct stat64* result) noexcept
     return Fails("stat") ? -1 : next(path, result);
 }
 
+// And that for times past 2038, which 32-bit systems alone have; only it knows what it fills.
+int __stat64_time64(const char* path, void* result) noexcept
+{
+    static auto* const next = Next<int(const char*, void*)>("__stat64_time64");
+    return Fails("stat") ? -1 : next(path, result);
+}
+
 #endif
 
 } // extern "C"
