@@ -97,7 +97,8 @@ bool IsWellFormed(const unsigned char* p, unsigned long& count)
         wrong |= (continued ^ announced) | Vector(bytes >= Fill(0xF8));
         continuations -= continued;
     }
-    const unsigned long counted = Fold(continuations) * (UINT64_MAX / 0xFF) >> 56;
+    const auto counted =
+        static_cast<unsigned long>(Fold(continuations) * (UINT64_MAX / 0xFF) >> 56);
     count = Block - counted - continues(p[1]) - continues(p[2]);
     return Fold(wrong >> 7) == 0;
 }
