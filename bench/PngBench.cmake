@@ -9,3 +9,8 @@ if(LODEPNG_INCLUDE AND LODEPNG_LIBRARY)
 else()
   message(STATUS "PngBench: lodepng is not installed and is left out")
 endif()
+
+if(libpng_FOUND)
+  add_executable(PeakMemory PeakMemory.cpp)
+  target_link_libraries(PeakMemory PRIVATE ORVEX::ORVEX PkgConfig::libpng orvex_flags)
+endif()
