@@ -1,2 +1,2 @@
 # SPDX-License-Identifier: MIT
-orvex_bench(CheckBench PEERS zlib zlib libdeflate libdeflate libtommath libtommath)
+orvex_bench(CheckBench PEERS zlib zlib libdeflate libdeflate libtommath libtommath gmp gmp openssl libcrypto)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Checksums beside zlib and libdeflate, modular exponentiation beside LibTomMath.
+// Checksums beside zlib and libdeflate, modular exponentiation beside LibTomMath,
+// GMP and OpenSSL.
 #include <ORVEX/CRC.h>
 #include <ORVEX/Nmpi.h>
 
@@ -13,6 +14,12 @@
 #endif
 #ifdef BENCH_libtommath
 #include <tommath.h>
+#endif
+#ifdef BENCH_gmp
+#include <gmp.h>
+#endif
+#ifdef BENCH_openssl
+#include <openssl/bn.h>
 #endif
 
 #include <random>
@@ -86,8 +93,7 @@ ORVEX::BufferBase Range(Bytes& bytes) { return ORVEX::BufferBase(bytes.data(), b
 template <int Bits> void OrvexModExp(benchmark::State& state)
 {
     Key key(Bits / 8);
-    ORVEX::Nmpi<256> result, power;
-    ORVEX::Nmpi<129> exponent, modulus, quotient;
+    ORVEX::Nmpi<Bits / 16 + 2> result, power, exponent, modulus, quotient; // a product, and some
     exponent.NocheckSetBuffer(Range(key.exponent));
     modulus.NocheckSetBuffer(Range(key.modulus));
     for (auto _ : state) {
@@ -96,8 +102,10 @@ template <int Bits> void OrvexModExp(benchmark::State& state)
         benchmark::DoNotOptimize(*result.begin);
     }
 }
+BENCHMARK_TEMPLATE(OrvexModExp, 512)->Name("ModExp_512/orvex");
 BENCHMARK_TEMPLATE(OrvexModExp, 1024)->Name("ModExp_1024/orvex");
-BENCHMARK_TEMPLATE(OrvexModExp, 2048)->Name("ModExp_2048/orvex")->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(OrvexModExp, 2048)->Name("ModExp_2048/orvex");
+BENCHMARK_TEMPLATE(OrvexModExp, 4096)->Name("ModExp_4096/orvex");
 
 #ifdef BENCH_libtommath
 template <int Bits> void LibtommathModExp(benchmark::State& state)
@@ -119,10 +127,55 @@ template <int Bits> void LibtommathModExp(benchmark::State& state)
         state.SkipWithError("LibTomMath failed");
     mp_clear_multi(&base, &exponent, &modulus, &result, nullptr);
 }
+BENCHMARK_TEMPLATE(LibtommathModExp, 512)->Name("ModExp_512/libtommath");
 BENCHMARK_TEMPLATE(LibtommathModExp, 1024)->Name("ModExp_1024/libtommath");
-BENCHMARK_TEMPLATE(LibtommathModExp, 2048)
-    ->Name("ModExp_2048/libtommath")
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(LibtommathModExp, 2048)->Name("ModExp_2048/libtommath");
+BENCHMARK_TEMPLATE(LibtommathModExp, 4096)->Name("ModExp_4096/libtommath");
+#endif
+
+#ifdef BENCH_gmp
+template <int Bits> void GmpModExp(benchmark::State& state)
+{
+    const Key key(Bits / 8);
+    mpz_t base, exponent, modulus, result;
+    mpz_inits(base, exponent, modulus, result, nullptr);
+    mpz_import(base, key.base.size(), 1, 1, 0, 0, key.base.data());
+    mpz_import(exponent, key.exponent.size(), 1, 1, 0, 0, key.exponent.data());
+    mpz_import(modulus, key.modulus.size(), 1, 1, 0, 0, key.modulus.data());
+    for (auto _ : state) {
+        mpz_powm(result, base, exponent, modulus);
+        benchmark::DoNotOptimize(mpz_getlimbn(result, 0));
+    }
+    mpz_clears(base, exponent, modulus, result, nullptr);
+}
+BENCHMARK_TEMPLATE(GmpModExp, 512)->Name("ModExp_512/gmp");
+BENCHMARK_TEMPLATE(GmpModExp, 1024)->Name("ModExp_1024/gmp");
+BENCHMARK_TEMPLATE(GmpModExp, 2048)->Name("ModExp_2048/gmp");
+BENCHMARK_TEMPLATE(GmpModExp, 4096)->Name("ModExp_4096/gmp");
+#endif
+
+#ifdef BENCH_openssl
+template <int Bits> void OpensslModExp(benchmark::State& state)
+{
+    const Key key(Bits / 8);
+    BN_CTX* const context = BN_CTX_new();
+    BIGNUM* const base = BN_bin2bn(key.base.data(), Bits / 8, nullptr);
+    BIGNUM* const exponent = BN_bin2bn(key.exponent.data(), Bits / 8, nullptr);
+    BIGNUM* const modulus = BN_bin2bn(key.modulus.data(), Bits / 8, nullptr);
+    BIGNUM* const result = BN_new();
+    for (auto _ : state)
+        if (BN_mod_exp(result, base, exponent, modulus, context) != 1)
+            state.SkipWithError("OpenSSL failed");
+    BN_free(result);
+    BN_free(modulus);
+    BN_free(exponent);
+    BN_free(base);
+    BN_CTX_free(context);
+}
+BENCHMARK_TEMPLATE(OpensslModExp, 512)->Name("ModExp_512/openssl");
+BENCHMARK_TEMPLATE(OpensslModExp, 1024)->Name("ModExp_1024/openssl");
+BENCHMARK_TEMPLATE(OpensslModExp, 2048)->Name("ModExp_2048/openssl");
+BENCHMARK_TEMPLATE(OpensslModExp, 4096)->Name("ModExp_4096/openssl");
 #endif
 
 } // namespace

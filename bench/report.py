@@ -20,7 +20,7 @@ REPETITIONS = 5
 
 
 def medians(pattern):
-    """Median CPU time in ns of every benchmark whose name matches, by name."""
+    """Median CPU time in ns of every benchmark whose name matches, by Work/who."""
     times = {}
     for program in sorted(glob.glob("build/bench/bench/*Bench")):
         if program.endswith("ArmBench"):
@@ -41,7 +41,8 @@ def medians(pattern):
         for row in json.loads(run.stdout)["benchmarks"]:
             if row.get("aggregate_name") == "median":
                 unit = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[row["time_unit"]]
-                times[row["run_name"]] = row["cpu_time"] * unit
+                work, who = row["run_name"].split("/")[:2]  # what follows is the size
+                times[work + "/" + who] = row["cpu_time"] * unit
     return times
 
 
@@ -49,7 +50,7 @@ def ratios_of(times):
     """{work: {peer: ours / the peer's}} from names of the form Work/who."""
     result = {}
     for name, time in times.items():
-        work, who = name.split("/")[:2]
+        work, who = name.split("/")
         if who != "orvex" and work + "/orvex" in times:
             result.setdefault(work, {})[who] = times[work + "/orvex"] / time
     return result
