@@ -3,7 +3,7 @@
 
     (gdb) source debug/orvex_gdb.py
     (gdb) print title
-    $1 = "Grüße" (6 characters)
+    $1 = "Grüße" (5 characters)
     (gdb) orvex-save-bitmap picture picture.png
 
 Works on a core file as well: nothing is called in the program.
@@ -40,6 +40,15 @@ def hex_of(data):
     return " ".join("%02X" % byte for byte in data)
 
 
+def shown(text):
+    """The text as GDB can write it: in a plain C locale what is not ASCII becomes escapes."""
+    charset = gdb.host_charset() if hasattr(gdb, "host_charset") else "ascii"
+    try:
+        return text.encode(charset, "backslashreplace").decode(charset)
+    except LookupError:  # a charset that Python does not know
+        return text.encode("ascii", "backslashreplace").decode("ascii")
+
+
 class StringPrinter:
     """The text and, since bytes and characters differ, the number of characters."""
 
@@ -51,8 +60,8 @@ class StringPrinter:
         if length == 0:
             return '"" (no block)'
         data = read_bytes(self.value["begin"], length - 1)
-        text = data.decode("utf-8", "backslashreplace")
-        return '"%s" (%d characters)' % (text, len(text))
+        characters = len(data.decode("utf-8", "replace"))
+        return '"%s" (%d characters)' % (shown(data.decode("utf-8", "backslashreplace")), characters)
 
 
 class CharPrinter:
@@ -61,8 +70,9 @@ class CharPrinter:
 
     def to_string(self):
         code = int(first_field(self.value))
-        shown = chr(code) if 0x20 <= code < 0x110000 and not 0xD800 <= code < 0xE000 else ""
-        return "U+%04X%s" % (code, " '%s'" % shown if shown else "")
+        if not 0x20 <= code < 0x110000 or 0xD800 <= code < 0xE000:
+            return "U+%04X" % code
+        return "U+%04X '%s'" % (code, shown(chr(code)))
 
 
 class BytesPrinter:
@@ -83,9 +93,9 @@ class BytesPrinter:
 
     def to_string(self):
         length = self.length
-        shown = read_bytes(self.begin, min(length, BYTES_SHOWN))
+        first = read_bytes(self.begin, min(length, BYTES_SHOWN))
         more = " ..." if length > BYTES_SHOWN else ""
-        return "%d bytes%s%s%s" % (length, ": " if length else "", hex_of(shown), more)
+        return "%d bytes%s%s%s" % (length, ": " if length else "", hex_of(first), more)
 
 
 class RangePrinter:

@@ -3,6 +3,7 @@
 # What GDB shows of each kind of value, and a bitmap written out of a stopped program.
 #   gdb-test.sh SOURCE SAMPLE EXPECTED
 set -eu
+export LC_ALL=C.UTF-8
 source=$1 sample=$2 expected=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -28,6 +29,12 @@ gdb -nx -batch -ex "source $source/debug/orvex_gdb.py" -ex up -ex 'print text' \
     -ex "orvex-save-bitmap bitmap $work/dead.png" "$sample" "$work/core" >"$work/dead.log" 2>&1 || true
 grep -qx '$1 = "Grüße" (5 characters)' "$work/dead.log" || { cat "$work/dead.log"; exit 1; }
 cmp "$work/out.png" "$work/dead.png"
+
+# A terminal without UTF-8 gets escapes.
+LC_ALL=C gdb -nx -batch -ex "source $source/debug/orvex_gdb.py" -ex up -ex 'print text' \
+    -ex 'print character' "$sample" "$work/core" >"$work/plain.log" 2>&1 || true
+grep -qxF '$1 = "Gr\xfc\xdfe" (5 characters)' "$work/plain.log" || { cat "$work/plain.log"; exit 1; }
+grep -qxF "\$2 = U+20AC '\\u20ac'" "$work/plain.log" || { cat "$work/plain.log"; exit 1; }
 
 # The written file is a picture of 3 x 2 pixels whose last pixel is (1, 2, 3).
 python3 - "$work/out.png" <<'PY'
