@@ -133,7 +133,8 @@ void Starts(std::uint32_t count)
     std::printf("soak: %u threads started and stopped\n", count);
 }
 
-/// Four threads wake one sleeper; each of its returns but the last must be a wake-up.
+/// Four threads wake one sleeper; each of its returns but the last must be a wake-up. Wake-ups that
+/// come while one is pending are one, so the wakers step back now and then.
 void WakeUps(std::uint32_t count)
 {
     ORVEX::SleepWakeup bed;
@@ -142,16 +143,20 @@ void WakeUps(std::uint32_t count)
     std::atomic<bool> over{false};
     auto sleep = [&] {
         while (!over) {
-            const int result = bed.Sleep(ORVEX::Clock(1000));
-            if (result == 1)
-                ++woken;
-            else if (result == 2)
+            const int result = bed.Sleep(ORVEX::Clock(60000));
+            if (result == 2)
                 return;
+            if (result == 0)
+                Fail("a wake-up was lost");
+            ++woken;
         }
     };
     auto wake = [&] {
-        while (calls.fetch_add(1) < count)
+        for (std::uint32_t call = calls++; call < count; call = calls++) {
             bed.Wakeup();
+            if (call % 4 == 0)
+                ORVEX::Idle();
+        }
     };
     Worker<decltype(sleep)> sleeper(sleep);
     Worker<decltype(wake)> first(wake), second(wake), third(wake), fourth(wake);
