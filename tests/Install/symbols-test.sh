@@ -9,8 +9,9 @@ set -eu
 export LC_ALL=C
 what=$1 library=$2 nm=$3
 
-given() { "$nm" -DC --defined-only "$library" | sed 's/^[0-9a-f]* *[A-Za-z] //' | sort -u; }
-taken() { "$nm" -DC --undefined-only "$library" | sed 's/^ *[A-Za-z] //; s/@.*//' | sort -u; }
+# c++filt, because not every nm spells out names that carry a version.
+given() { "$nm" -D --defined-only "$library" | sed 's/^[0-9a-f]* *[A-Za-z] //' | c++filt | sort -u; }
+taken() { "$nm" -D --undefined-only "$library" | sed 's/^ *[A-Za-z] //; s/@.*//' | c++filt | sort -u; }
 
 case $what in
 exports-kind)
