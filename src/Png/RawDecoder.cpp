@@ -302,8 +302,7 @@ void WritePixels(ZrRawPngDecoder& image, Format format, const unsigned char* fro
             PutPixel(to, from[0], from[2], from[4], alpha);
         }
         return;
-    case NotTaken: // does not get here
-    case Rgba8:
+    default: // Rgba8; what is not taken does not get here
         if (step == 4) {
             std::copy(from, from + 4 * count, to);
             return;

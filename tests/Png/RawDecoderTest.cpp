@@ -636,6 +636,21 @@ TEST(ZrRawPngDecoder, RasterThatIsNotItsOwnIsLeftAlone)
     delete[] taken;
 }
 
+TEST(ZrRawPngDecoder, RasterThatIsNotItsOwnOutlivesIt)
+{
+    unsigned char* taken = nullptr;
+    {
+        ZrRawPngDecoder decoder;
+        SetHeader(decoder, 1, 1, {6, 8});
+        ASSERT_EQ(1, decoder.PrepareOutput());
+        EXPECT_EQ(-1, Feed(decoder, {0, 1, 2, 3, 4}));
+        taken = decoder.rgba;
+        decoder.autoDeleteRgba = 0;
+    }
+    EXPECT_EQ(4, taken[3]);
+    delete[] taken;
+}
+
 TEST(ZrRawPngDecoder, HeaderThatChangesMeanwhileDrawsNothingMore)
 {
     ZrRawPngDecoder decoder;

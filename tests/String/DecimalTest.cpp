@@ -169,7 +169,8 @@ TEST(Decimal, NumberThatDoesNotFitAFixedCapacityRaisesAndLeavesTheEmptyText)
     EXPECT_EQ("", Text(text));
     ExpectInvariants(text);
     EXPECT_EQ(0u, text.Size());
-    ExpectRaises(file, Err::ERR_OVERFLOW, 17, [&] { text.SetDecimal(0ull, 0, 1000000); });
+    for (const unsigned long width : {1000000ul, ULONG_MAX - 30})
+        ExpectRaises(file, Err::ERR_OVERFLOW, 17, [&] { text.SetDecimal(0ull, 0, width); });
     ExpectRaises(file, Err::ERR_OVERFLOW, 18, [&] { text.SetDecimal(1ull, '+', 16); });
     EXPECT_EQ("", Text(text));
     text.SetDecimal(-7ll, false, 0);

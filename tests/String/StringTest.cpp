@@ -816,4 +816,9 @@ TEST(String, SizesWithoutABaseFollowThePolicyToo)
     text.Clear();
     EXPECT_EQ(16ul, text.Capacity());
     ExpectInvariants(text);
+    text = Make(std::string(100, 'a'));
+    text = String();
+    EXPECT_EQ(16ul, text.Capacity());
+    EXPECT_EQ("", Text(text));
+    ExpectInvariants(text);
 }
