@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <new>
@@ -99,6 +100,7 @@ TEST(FileBuffer, SaveNeedsNoMemoryOfTheBuffersOwn)
     const String path = Text(dir.File("file"));
     FileBuffer buffer;
     buffer.ResizeNoCopy(1000);
+    std::fill(buffer.Begin(), buffer.End(), static_cast<unsigned char>(7));
     const long blocks = LiveBlocks();
     const long descriptors = OpenDescriptors();
     Err err = NoErr();

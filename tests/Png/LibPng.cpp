@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 
@@ -125,10 +126,19 @@ std::vector<std::uint8_t> WriteWithLibPng(const Picture& picture, const Packing&
     return file;
 }
 
+namespace {
+
+// libpng mixes the pixels of small interlaced rows with what was in the row before.
+png_voidp Zeroed(png_structp, png_alloc_size_t size) { return std::calloc(1, size); }
+void Release(png_structp, png_voidp block) { std::free(block); }
+
+} // namespace
+
 bool ReadWithLibPng(const std::vector<std::uint8_t>& file, Picture& picture)
 {
     Source source{&file, 0};
-    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, Ignore);
+    png_structp png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, nullptr, Ignore,
+                                               nullptr, Zeroed, Release);
     png_infop info = png_create_info_struct(png);
     const bool good = Guarded(png, [&] {
         png_set_read_fn(png, &source, Take);
