@@ -197,7 +197,8 @@ public:
         : bytes(NewArray<unsigned char>(size, File, __LINE__, static_cast<int>(size))),
           mask(size - 1)
     {
-        std::fill_n(bytes.First(), size, 0);
+        // A zero of the bytes' own type makes it a memset in every build.
+        std::fill_n(bytes.First(), size, static_cast<unsigned char>(0));
     }
 
     Owned<unsigned char> bytes;
