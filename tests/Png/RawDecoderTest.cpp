@@ -99,6 +99,16 @@ std::size_t Plenty(std::uint32_t width, std::uint32_t height)
     return (width * 6 + 2) * (height + 2) * 2;
 }
 
+// Decodes the pixel (1, 2, 3, 4); its raster is the caller's from then on.
+unsigned char* TakeRaster(ZrRawPngDecoder& decoder)
+{
+    SetHeader(decoder, 1, 1, {6, 8});
+    EXPECT_EQ(1, decoder.PrepareOutput());
+    EXPECT_EQ(-1, Feed(decoder, {0, 1, 2, 3, 4}));
+    decoder.autoDeleteRgba = 0;
+    return decoder.rgba;
+}
+
 } // namespace
 
 TEST(ZrRawPngDecoder, FieldsStandInTheirOrder)
@@ -622,11 +632,7 @@ TEST(ZrRawPngDecoder, RasterThatIsNotItsOwnIsLeftAlone)
     unsigned char* taken = nullptr;
     {
         ZrRawPngDecoder decoder;
-        SetHeader(decoder, 1, 1, {6, 8});
-        ASSERT_EQ(1, decoder.PrepareOutput());
-        EXPECT_EQ(-1, Feed(decoder, {0, 1, 2, 3, 4}));
-        taken = decoder.rgba;
-        decoder.autoDeleteRgba = 0;
+        taken = TakeRaster(decoder);
         ASSERT_EQ(1, decoder.PrepareOutput()); // does not release it either
         unsigned char* const another = decoder.rgba;
         EXPECT_NE(taken, another);
@@ -641,11 +647,7 @@ TEST(ZrRawPngDecoder, RasterThatIsNotItsOwnOutlivesIt)
     unsigned char* taken = nullptr;
     {
         ZrRawPngDecoder decoder;
-        SetHeader(decoder, 1, 1, {6, 8});
-        ASSERT_EQ(1, decoder.PrepareOutput());
-        EXPECT_EQ(-1, Feed(decoder, {0, 1, 2, 3, 4}));
-        taken = decoder.rgba;
-        decoder.autoDeleteRgba = 0;
+        taken = TakeRaster(decoder);
     }
     EXPECT_EQ(4, taken[3]);
     delete[] taken;

@@ -183,6 +183,23 @@ Bytes Mixed(std::size_t size, std::uint32_t seed)
     return data;
 }
 
+// What a dynamic block's header gives, read from the bit behind the two bytes of the stream's own.
+struct DynamicCodes {
+    std::int32_t Read(const Bytes& stream)
+    {
+        return ZrPngUncompressor().DecodeDynamicHuffmanCode(
+            hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths, distanceCodes,
+            lengths, codes, stream.data(), position, mask);
+    }
+
+    unsigned hlit, hdist, hclen;
+    unsigned *literalLengths, *literalCodes, *distanceLengths, *distanceCodes;
+    unsigned lengths[322];
+    unsigned codes[322];
+    unsigned position = 2;
+    unsigned mask = 1;
+};
+
 } // namespace
 
 TEST(ZrPngUncompressor, FixedBlockDeliversItsBytesWithoutAnyChecksum)
@@ -902,31 +919,24 @@ TEST(ZrPngUncompressor, DynamicHeaderGivesItsFourArrays)
     BitWriter writer;
     DynamicHeader(writer, literals, {2, 2, 0, 1});
     const Bytes stream = writer.Stream();
-    unsigned hlit, hdist, hclen;
-    unsigned *literalLengths, *literalCodes, *distanceLengths, *distanceCodes;
-    unsigned lengths[322];
-    unsigned codes[322];
-    unsigned position = 2;
-    unsigned mask = 1;
-    EXPECT_EQ(1, ZrPngUncompressor().DecodeDynamicHuffmanCode(
-                     hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths,
-                     distanceCodes, lengths, codes, stream.data(), position, mask));
-    EXPECT_EQ(3u, hlit);
-    EXPECT_EQ(3u, hdist);
-    EXPECT_EQ(15u, hclen);
-    EXPECT_EQ(lengths, literalLengths);
-    EXPECT_EQ(codes, literalCodes);
-    EXPECT_EQ(lengths + 260, distanceLengths);
-    EXPECT_EQ(codes + 260, distanceCodes);
-    EXPECT_EQ(0u, literalCodes[97]);
-    EXPECT_EQ(1u, literalCodes[98]);
-    EXPECT_EQ(1u, distanceLengths[3]);
-    EXPECT_EQ(0u, distanceCodes[3]);
-    EXPECT_EQ(2u, distanceCodes[0]);
-    EXPECT_EQ(3u, distanceCodes[1]);
+    DynamicCodes header;
+    EXPECT_EQ(1, header.Read(stream));
+    EXPECT_EQ(3u, header.hlit);
+    EXPECT_EQ(3u, header.hdist);
+    EXPECT_EQ(15u, header.hclen);
+    EXPECT_EQ(header.lengths, header.literalLengths);
+    EXPECT_EQ(header.codes, header.literalCodes);
+    EXPECT_EQ(header.lengths + 260, header.distanceLengths);
+    EXPECT_EQ(header.codes + 260, header.distanceCodes);
+    EXPECT_EQ(0u, header.literalCodes[97]);
+    EXPECT_EQ(1u, header.literalCodes[98]);
+    EXPECT_EQ(1u, header.distanceLengths[3]);
+    EXPECT_EQ(0u, header.distanceCodes[3]);
+    EXPECT_EQ(2u, header.distanceCodes[0]);
+    EXPECT_EQ(3u, header.distanceCodes[1]);
     // 14 bits, 19 times 3, and 264 times 4 are 1127: 140 bytes and 7 bits.
-    EXPECT_EQ(142u, position);
-    EXPECT_EQ(128u, mask);
+    EXPECT_EQ(142u, header.position);
+    EXPECT_EQ(128u, header.mask);
 }
 
 TEST(ZrPngUncompressor, DynamicHeaderThatCannotBeReadIsRefused)
@@ -956,15 +966,7 @@ TEST(ZrPngUncompressor, DynamicHeaderThatCannotBeReadIsRefused)
     };
     for (const Bytes& stream : streams) {
         const std::int32_t nodes = ZrPngHuffmanTree::leakTracker;
-        unsigned hlit, hdist, hclen;
-        unsigned *literalLengths, *literalCodes, *distanceLengths, *distanceCodes;
-        unsigned lengths[322];
-        unsigned codes[322];
-        unsigned position = 2;
-        unsigned mask = 1;
-        EXPECT_EQ(0, ZrPngUncompressor().DecodeDynamicHuffmanCode(
-                         hlit, hdist, hclen, literalLengths, literalCodes, distanceLengths,
-                         distanceCodes, lengths, codes, stream.data(), position, mask));
+        EXPECT_EQ(0, DynamicCodes().Read(stream));
         EXPECT_EQ(nodes, ZrPngHuffmanTree::leakTracker);
     }
 }
