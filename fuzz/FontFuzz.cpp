@@ -308,9 +308,14 @@ void DrawInOrder(Feed& feed, std::uint8_t flags)
     }
 }
 
+// In pixels per em. From the next size on a damaged font's coordinates, 16 bits in units of down to
+// a 16th of an em, leave the 32 bits that FreeType keeps 26.6 positions in where long has no more.
+// It does not look, and its rasterizer writes anywhere.
+const std::uint32_t LargestSize = sizeof(FT_Pos) > 4 ? UINT32_MAX : 16383;
+
 void DrawAnything(Feed& feed, std::uint8_t flags)
 {
-    const unsigned long size = flags & 1 ? feed.Byte() % 40 : feed.Word();
+    const unsigned long size = flags & 1 ? feed.Byte() % 40 : std::min(feed.Word(), LargestSize);
     const Color color = TakeColor(feed);
     const String text = Make(TakeText(feed, feed.Byte() % 16));
     file.Write(flags < 192 ? TakeDamaged(feed, flags) : TakeRest(feed));

@@ -160,8 +160,8 @@ ENDFONT
              for flags in (0, 1, 2, 3, 4)}
     seeds.update({f"damaged-{flags}": bytes([flags]) + random.Random(flags).randbytes(300)
                   for flags in (129, 131, 161)})
-    # Size 33364: more pixels than 32 bits can address.
-    seeds["huge-130"] = bytes([130, 0, 0, 0x82, 0x54]) + b"ype 1\x001\x82"
+    # Fifteen glyphs in size 16383: more pixels than 32 bits can address.
+    seeds["huge-130"] = bytes([130, 0, 0, 0x3F, 0xFF, 0, 0, 0, 255, 15]) + bytes(15) + b"1\x82"
     write("FontFuzz", file=b"\xc1\x08\0\0\0\xff\x03\0\0A" + bdf, **seeds)
 
 

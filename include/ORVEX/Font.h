@@ -66,6 +66,8 @@ public:
     ///
     /// The line's width stops at Point::TypeMax. An `emSize` has 32 bits, and its 26.6 form keeps
     /// the low 32 as well; FreeType refuses sizes that it cannot render (above 65535).
+    /// Where `long` has 32 bits, stay below 16384 with fonts that you did not choose: FreeType does
+    /// not look whether their positions fit.
     /// @param text   UTF-8; a cut-off character at its end counts its missing bytes as 0
     /// @param emSize pixels per em
     /// @param color  of the text
