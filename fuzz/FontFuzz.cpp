@@ -308,10 +308,10 @@ void DrawInOrder(Feed& feed, std::uint8_t flags)
     }
 }
 
-// In pixels per em. From the next size on a damaged font's coordinates, 16 bits in units of down to
-// a 16th of an em, leave the 32 bits that FreeType keeps 26.6 positions in where long has no more.
-// It does not look, and its rasterizer writes anywhere.
-const std::uint32_t LargestSize = sizeof(FT_Pos) > 4 ? UINT32_MAX : 16383;
+// In pixels per em. Where long has 32 bits, a damaged font's coordinates (16 bits in units of down
+// to a 16th of an em) leave FreeType's 26.6 positions from size 16384 on; it does not look, and its
+// rasterizer writes anywhere. Before that its glyphs get larger than an input has time for.
+const std::uint32_t LargestSize = sizeof(FT_Pos) > 4 ? UINT32_MAX : 2047;
 
 void DrawAnything(Feed& feed, std::uint8_t flags)
 {
