@@ -278,8 +278,9 @@ void ExpectWhole(const Font& font)
 bool IsBeyondAnyArray(const Outcome& outcome)
 {
     const char* const vector = "./include/ORVEX/../../src/Pointer/Vector";
+    const unsigned long pixels = static_cast<std::uint32_t>(outcome.data);
     return outcome.Is(vector, Err::ERR_MEMORY, outcome.data) &&
-           static_cast<std::uint32_t>(outcome.data) > PTRDIFF_MAX / sizeof(Color);
+           pixels > PTRDIFF_MAX / sizeof(Color);
 }
 
 void DrawInOrder(Feed& feed, std::uint8_t flags)
