@@ -160,7 +160,7 @@ ENDFONT
              for flags in (0, 1, 2, 3, 4)}
     seeds.update({f"damaged-{flags}": bytes([flags]) + random.Random(flags).randbytes(300)
                   for flags in (129, 131, 161)})
-    # Fifteen glyphs in a size that is too large for many a system.
+    # Fifteen glyphs so large that the heap refuses their pixels.
     seeds["huge-130"] = bytes([130, 0, 0, 0x3F, 0xFF, 0, 0, 0, 255, 15]) + bytes(15) + b"1\x82"
     write("FontFuzz", file=b"\xc1\x08\0\0\0\xff\x03\0\0A" + bdf, **seeds)
 
